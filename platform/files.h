@@ -1,0 +1,82 @@
+// The File Manager: references to files, their Finder information, data forks.
+#ifndef PAPERMILL_PLATFORM_FILES_H
+#define PAPERMILL_PLATFORM_FILES_H
+
+#include "platform/types.h"
+
+#include <cstddef>
+#include <string>
+
+// A file or folder, by volume, parent folder and name. A name of more than 63 bytes travels as an
+// alias from a table in this layer and comes back whole.
+struct FSSpec {
+    std::int16_t vRefNum;
+    std::int32_t parID;
+    Str63 name;
+};
+
+// An opaque reference to a file or folder that exists.
+struct FSRef {
+    std::uint8_t hidden[80];
+};
+
+struct FInfo {
+    OSType fdType;
+    OSType fdCreator;
+    std::uint16_t fdFlags;
+    Point fdLocation;
+    std::int16_t fdFldr;
+};
+
+// The arguments of PBMakeFSRefSync.
+struct FSRefParam {
+    ConstStringPtr ioNamePtr; // null: the folder ioDirID itself
+    std::int16_t ioVRefNum;
+    std::int32_t ioDirID;
+    FSRef *newRef; // receives the result
+};
+
+using FSCatalogInfoBitmap = std::uint32_t;
+constexpr FSCatalogInfoBitmap kFSCatInfoNone = 0;
+
+// POSIX path -> reference, which keeps the path as it is given, made absolute. fnfErr when nothing
+// is there (dirNFErr: not even the folder), bdNamErr for an empty path; *isDirectory (may be null)
+// tells whether it is a folder, links followed.
+OSErr FSPathMakeRef(const char *path, FSRef *ref, Boolean *isDirectory);
+
+// Reference -> POSIX path with its NUL in at most `limit` bytes; paramErr when it does not fit or
+// the reference is none. The buffer is unchanged on an error.
+OSErr FSRefMakePath(const FSRef *ref, char *path, std::size_t limit);
+
+// Reference -> specification (and nothing else: `which` is kFSCatInfoNone, info and name null).
+OSErr FSGetCatalogInfo(const FSRef *ref, FSCatalogInfoBitmap which, void *info, void *name,
+                       FSSpec *spec, FSRef *parent);
+
+// Specification -> reference. fnfErr when the file is not there.
+OSErr FSpMakeFSRef(const FSSpec *spec, FSRef *ref);
+
+// Folder and name -> reference. nsvErr for a volume other than the one that there is (0 and -1),
+// dirNFErr for an unknown folder, bdNamErr for a name that no file can have, fnfErr.
+OSErr PBMakeFSRefSync(FSRefParam *parameters);
+
+// Reads or writes the Finder information: type, creator, flags, place. Zeros where none is kept.
+// It lies in the AppleDouble file beside the file where there is one, else in an extended
+// attribute; writing drops it silently on a file system that has none. Links are followed.
+OSErr FSpGetFInfo(const FSSpec *spec, FInfo *info);
+OSErr FSpSetFInfo(const FSSpec *spec, const FInfo *info);
+
+namespace platform {
+
+// The paths behind a specification and a reference, whether or not the file is there; bdNamErr or
+// dirNFErr for a specification, paramErr for a reference that this process did not make.
+OSErr path_of(const FSSpec &spec, std::string *path);
+OSErr path_of(const FSRef &ref, std::string *path);
+
+// Writes the whole file: a temporary file beside it, synced, renamed over it. Links are followed,
+// and the old file's permissions are kept. noErr, or an error with the old file untouched and
+// nothing left behind; paramErr when it is no ordinary file.
+OSErr replace_file(const char *path, const void *bytes, std::size_t size);
+
+} // namespace platform
+
+#endif
