@@ -1,0 +1,32 @@
+#include "app/event_pump.h"
+
+#include "app/globals.h"
+#include "console/console_text.h"
+
+EventRecord gEvent;
+
+namespace {
+
+constexpr std::uint32_t pump_sleep = 15; // ticks
+
+} // namespace
+
+Boolean main_event(std::uint16_t mask)
+{
+    if (WaitNextEvent(mask, &gEvent, pump_sleep, nullptr)) {
+        DoEvent(&gEvent);
+        return 1;
+    }
+    do_idle();
+    return 0;
+}
+
+// Keys and clicks reach their windows' own handlers; without a menu bar no classic event is left
+// that asks for anything.
+void DoEvent(const EventRecord * /*event*/) {}
+
+void do_idle()
+{
+    if (get_text == 1 && FrontWindow() == theConsole && inBackground == 0)
+        TextIdle();
+}

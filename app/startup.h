@@ -1,0 +1,25 @@
+// Start-up: the probing of the system, the global folders, the steps that every way of running the
+// program shares.
+#ifndef PAPERMILL_APP_STARTUP_H
+#define PAPERMILL_APP_STARTUP_H
+
+#include "platform/types.h"
+
+// All start-up steps, in their order. Returns 1.
+int initial();
+
+void CheckSystem(); // sets hasAqua and have103, registers with the appearance manager
+
+// Fills ptitle (a C string afterwards), appPath and contentsPath. True when this is the front
+// process.
+Boolean GetApplName(StringPtr title);
+
+void GetFolders(); // fills tmpPath, userPath, prefsPath and worksheet
+
+// The SIGUSR1 handler, a script's second way to report that it is done.
+void mysighandler(int signal_number);
+void install_signal_handler();
+
+void info(); // shows the text resource named "Info"
+
+#endif
