@@ -1,0 +1,179 @@
+#include "tests/support/watched_platform.h"
+
+#include "app/globals.h"
+#include "platform/events.h"
+#include "platform/processes.h"
+#include "platform/quickdraw.h"
+#include "platform/text_engine.h"
+#include "tests/support/console_capture.h"
+
+#include <algorithm>
+
+watched_platform watched;
+
+std::size_t watched_platform::count(const std::string &name) const
+{
+    return static_cast<std::size_t>(std::count_if(
+        calls.begin(), calls.end(), [&](const platform_call &call) { return call.name == name; }));
+}
+
+const platform_call *watched_platform::first(const std::string &name) const
+{
+    const auto found = std::find_if(calls.begin(), calls.end(),
+                                    [&](const platform_call &call) { return call.name == name; });
+    return found == calls.end() ? nullptr : &*found;
+}
+
+std::string watched_platform::order() const
+{
+    std::string names;
+    for (const platform_call &call : calls)
+        names += (names.empty() ? "" : " ") + call.name;
+    return names;
+}
+
+static void note(const char *name)
+{
+    watched.calls.push_back(
+        {name, watched.console != nullptr ? watched.console->lines() : "", inRun == 1});
+}
+
+// The linker sends the calls of the operation `name` to watched_..., and gives the operation itself
+// the name real_.... The names are those that the compiler makes of the declarations.
+#define REAL(mangled) __asm__("__real_" mangled)
+#define WATCHED(mangled) __asm__("__wrap_" mangled)
+
+std::uint32_t real_TickCount() REAL("_Z9TickCountv");
+std::uint32_t watched_TickCount() WATCHED("_Z9TickCountv");
+std::uint32_t watched_TickCount()
+{
+    if (watched.clock.empty())
+        return real_TickCount();
+    const std::uint32_t now = watched.clock.front();
+    if (watched.clock.size() > 1) // the last reading stays
+        watched.clock.erase(watched.clock.begin());
+    return now;
+}
+
+OSErr real_Gestalt(OSType selector, std::int32_t *response) REAL("_Z7GestaltjPi");
+OSErr watched_Gestalt(OSType selector, std::int32_t *response) WATCHED("_Z7GestaltjPi");
+OSErr watched_Gestalt(OSType selector, std::int32_t *response)
+{
+    const auto &errors = watched.gestalt_errors;
+    if (std::find(errors.begin(), errors.end(), selector) != errors.end())
+        return gestaltUndefSelectorErr;
+    const auto answer = watched.gestalt.find(selector);
+    if (answer == watched.gestalt.end())
+        return real_Gestalt(selector, response);
+    *response = answer->second;
+    return noErr;
+}
+
+OSStatus real_RegisterAppearanceClient() REAL("_Z24RegisterAppearanceClientv");
+OSStatus watched_RegisterAppearanceClient() WATCHED("_Z24RegisterAppearanceClientv");
+OSStatus watched_RegisterAppearanceClient()
+{
+    note("RegisterAppearanceClient");
+    return real_RegisterAppearanceClient();
+}
+
+void real_SetCursor(const Cursor *cursor) REAL("_Z9SetCursorPK6Cursor");
+void watched_SetCursor(const Cursor *cursor) WATCHED("_Z9SetCursorPK6Cursor");
+void watched_SetCursor(const Cursor *cursor)
+{
+    note("SetCursor");
+    real_SetCursor(cursor);
+}
+
+void real_TXNForceUpdate(TXNObject object) REAL("_Z14TXNForceUpdateP15OpaqueTXNObject");
+void watched_TXNForceUpdate(TXNObject object) WATCHED("_Z14TXNForceUpdateP15OpaqueTXNObject");
+void watched_TXNForceUpdate(TXNObject object)
+{
+    note("TXNForceUpdate");
+    real_TXNForceUpdate(object);
+}
+
+void real_TXNSelectAll(TXNObject object) REAL("_Z12TXNSelectAllP15OpaqueTXNObject");
+void watched_TXNSelectAll(TXNObject object) WATCHED("_Z12TXNSelectAllP15OpaqueTXNObject");
+void watched_TXNSelectAll(TXNObject object)
+{
+    note("TXNSelectAll");
+    real_TXNSelectAll(object);
+}
+
+OSStatus real_TXNClear(TXNObject object) REAL("_Z8TXNClearP15OpaqueTXNObject");
+OSStatus watched_TXNClear(TXNObject object) WATCHED("_Z8TXNClearP15OpaqueTXNObject");
+OSStatus watched_TXNClear(TXNObject object)
+{
+    note("TXNClear");
+    return real_TXNClear(object);
+}
+
+void real_TXNIdle(TXNObject object) REAL("_Z7TXNIdleP15OpaqueTXNObject");
+void watched_TXNIdle(TXNObject object) WATCHED("_Z7TXNIdleP15OpaqueTXNObject");
+void watched_TXNIdle(TXNObject object)
+{
+    note("TXNIdle");
+    real_TXNIdle(object);
+}
+
+void real_TXNActivate(TXNObject object, Boolean active) REAL("_Z11TXNActivateP15OpaqueTXNObjecth");
+void watched_TXNActivate(TXNObject object, Boolean active)
+    WATCHED("_Z11TXNActivateP15OpaqueTXNObjecth");
+void watched_TXNActivate(TXNObject object, Boolean active)
+{
+    note(active ? "TXNActivate(1)" : "TXNActivate(0)");
+    real_TXNActivate(object, active);
+}
+
+Boolean real_WaitNextEvent(std::uint16_t mask, EventRecord *event, std::uint32_t sleep,
+                           void *mouse_region) REAL("_Z13WaitNextEventtP11EventRecordjPv");
+Boolean watched_WaitNextEvent(std::uint16_t mask, EventRecord *event, std::uint32_t sleep,
+                              void *mouse_region) WATCHED("_Z13WaitNextEventtP11EventRecordjPv");
+Boolean watched_WaitNextEvent(std::uint16_t mask, EventRecord *event, std::uint32_t sleep,
+                              void *mouse_region)
+{
+    watched.event_mask = mask;
+    watched.event_sleep = sleep;
+    return real_WaitNextEvent(mask, event, sleep, mouse_region);
+}
+
+OSStatus real_ShowSheetWindow(WindowRef sheet, WindowRef parent)
+    REAL("_Z15ShowSheetWindowP12OpaqueWindowS0_");
+OSStatus watched_ShowSheetWindow(WindowRef sheet, WindowRef parent)
+    WATCHED("_Z15ShowSheetWindowP12OpaqueWindowS0_");
+OSStatus watched_ShowSheetWindow(WindowRef sheet, WindowRef parent)
+{
+    note("ShowSheetWindow");
+    return real_ShowSheetWindow(sheet, parent);
+}
+
+OSStatus real_HideSheetWindow(WindowRef sheet) REAL("_Z15HideSheetWindowP12OpaqueWindow");
+OSStatus watched_HideSheetWindow(WindowRef sheet) WATCHED("_Z15HideSheetWindowP12OpaqueWindow");
+OSStatus watched_HideSheetWindow(WindowRef sheet)
+{
+    note("HideSheetWindow");
+    return real_HideSheetWindow(sheet);
+}
+
+OSErr real_GetProcessInformation(const ProcessSerialNumber *process, ProcessInfoRec *info)
+    REAL("_Z21GetProcessInformationPK19ProcessSerialNumberP14ProcessInfoRec");
+OSErr watched_GetProcessInformation(const ProcessSerialNumber *process, ProcessInfoRec *info)
+    WATCHED("_Z21GetProcessInformationPK19ProcessSerialNumberP14ProcessInfoRec");
+OSErr watched_GetProcessInformation(const ProcessSerialNumber *process, ProcessInfoRec *info)
+{
+    const std::string &path = watched.executable;
+    if (path.empty())
+        return real_GetProcessInformation(process, info);
+    const std::string name = path.substr(path.rfind('/') + 1);
+    if (info->processName != nullptr) {
+        info->processName[0] = static_cast<unsigned char>(name.size());
+        std::copy(name.begin(), name.end(), info->processName + 1);
+    }
+    FSRef reference;
+    const OSErr error = FSPathMakeRef(path.c_str(), &reference, nullptr);
+    if (error != noErr || info->processAppSpec == nullptr)
+        return error;
+    return FSGetCatalogInfo(&reference, kFSCatInfoNone, nullptr, nullptr, info->processAppSpec,
+                            nullptr);
+}
