@@ -63,7 +63,9 @@ protected:
         EXPECT_TRUE(eventually([this, &pid] {
             const auto all = viewers();
             pid = all.size() == 1 ? std::stoi(all[0]) : 0;
-            return pid != 0 && std::filesystem::read_symlink(proc(pid, "exe")).stem() == "sleep" &&
+            std::error_code gone;
+            return pid != 0 &&
+                   std::filesystem::read_symlink(proc(pid, "exe"), gone).stem() == "sleep" &&
                    !read_file(proc(pid, "environ")).empty();
         }));
         return pid;

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
 
@@ -75,6 +75,9 @@ bool file_exists(const std::string &path)
 
 std::string read_file(const std::string &path)
 {
+    // A process may end while its files under /proc are read: that is an end, not an exception.
     std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
 }
