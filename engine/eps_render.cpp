@@ -1,22 +1,110 @@
 #include "engine/eps_render.h"
 
+#include "app/cursors.h"
 #include "app/globals.h"
 #include "console/console_io.h"
+#include "engine/eps_scanner.h"
+#include "engine/tool_launcher.h"
 #include "engine/tool_runner.h"
+#include "platform/events.h"
 #include "platform/processes.h"
+#include "settings/path_utils.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// What ImageMagick takes at most, in pixels; the helper script holds larger files up, too.
+constexpr double longest_side = 16000;
+constexpr double largest_area = 128e6;
+constexpr int highest_resolution = 10000; // dots per inch
+
+struct opened {
+    bool opens;    // for reading; errno tells why not
+    bool ordinary; // and it is neither a folder nor a device
+};
+
+// Tries the file. Never waits, whatever kind of file the path names.
+opened try_file(const char *path)
+{
+    const int file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (file < 0)
+        return {false, false};
+    struct stat status = {};
+    const bool ordinary = fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+    close(file);
+    return {true, ordinary};
+}
+
+// Deletes an output that is there already. What is written through stays: a link, whose own file
+// is deleted, and a device; so does a folder.
+void delete_older_output(const char *path)
+{
+    char *file = realpath(path, nullptr);
+    if (file != nullptr && try_file(file).ordinary)
+        unlink(file);
+    std::free(file);
+}
+
+void delete_temporary(const char *file)
+{
+    if (doDebug)
+        text_printf("Deleting temporary file %s.\n", file);
+    std::remove(file);
+}
+
+} // namespace
+
+bool begin_eps_conversion(const char *input, const char *output)
+{
+    const opened input_file = try_file(input);
+    if (!input_file.opens) {
+        const int reason = errno;
+        text_printf("%s: File not found!\n", input);
+        if (reason != ENOENT)
+            text_printf("%s: the file can't be read: %s.\n", input, std::strerror(reason));
+        conversion_failed();
+        return false;
+    }
+    if (refuse_own_input(input, output))
+        return false;
+    platform::tell_interrupt();
+    // What prepare_eps will refuse costs no older output.
+    if (input_file.ordinary)
+        delete_older_output(output);
+    text_printf("Converting %s to %s.\n", input, output);
+    return true;
+}
+
+bool resolution_is_good(const char *subject, int dpi)
+{
+    if (dpi >= 1 && dpi <= highest_resolution)
+        return true;
+    text_printf("%s: not converted, %d is no resolution; it goes from 1 to %d dots per inch.\n",
+                users_file(subject), dpi, highest_resolution);
+    conversion_failed();
+    return false;
+}
 
 int do_eps2pnm(const char *eps, const char *pnm, int dpi, int w, int h)
 {
+    if (!resolution_is_good(eps, dpi))
+        return 0;
     const double scale = dpi / 72.0;
     const double pixel_width = w * scale + 0.5;
     const double pixel_height = h * scale + 0.5;
-    constexpr double most_pixels = 1e9; // a side beyond this is no picture, and no int either
-    if (!(pixel_width >= 1 && pixel_height >= 1 && pixel_width < most_pixels &&
-          pixel_height < most_pixels)) {
-        text_printf("%s: a picture of %d x %d points at %d dots per inch can't be made.\n", eps, w,
-                    h, dpi);
+    if (!(pixel_width >= 1 && pixel_height >= 1 && pixel_width < longest_side + 1 &&
+          pixel_height < longest_side + 1 && pixel_width * pixel_height <= largest_area)) {
+        text_printf(
+            "%s: a picture of %d x %d points at %d dots per inch can't be made; %.0f pixels "
+            "a side and %.0f million in all are the most.\n",
+            users_file(eps), w, h, dpi, longest_side, largest_area / 1e6);
         conversion_failed();
         return 0;
     }
@@ -32,4 +120,40 @@ int do_eps2pnm(const char *eps, const char *pnm, int dpi, int w, int h)
     run.subject = eps;
     run.set_arrow = false;
     return run_and_wait(run);
+}
+
+bool eps_to_picture(const char *input, const char *output, int dpi, bool lzw)
+{
+    static char tmpname[path_size];
+    static char pnm[path_size];
+    int w = 0;
+    int h = 0;
+    if (!prepare_eps(input, tmpname, &w, &h)) {
+        conversion_failed();
+        restore();
+        return false;
+    }
+    set_prepared_from(input);
+    const bool rendered = take_output(pnm, nullptr, tmpname, ".pnm") &&
+                          do_eps2pnm(tmpname, pnm, dpi, w, h) && last_ending == ended_well;
+    set_prepared_from(nullptr);
+    delete_temporary(tmpname);
+    if (!rendered) {
+        restore();
+        return false;
+    }
+
+    const bool composed = compose_command_line(
+        input, "%s%s -density %dx%d \"%s\" \"%s\"", have103 ? "convert" : "convert102",
+        lzw ? " -compress lzw" : "", dpi, dpi, platform::in_double_quotes(pnm).c_str(),
+        platform::in_double_quotes(output).c_str());
+    bool made = false;
+    if (composed) {
+        text_printf("Converting %s to %s\n", pnm, output);
+        InvokeTool3(command_line);
+        made = tool3_succeeded(input, "convert");
+    }
+    restore();
+    delete_temporary(pnm);
+    return made;
 }

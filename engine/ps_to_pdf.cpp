@@ -3,50 +3,21 @@
 #include "app/cursors.h"
 #include "app/globals.h"
 #include "console/console_io.h"
+#include "engine/eps_render.h"
 #include "engine/eps_scanner.h"
 #include "engine/tool_runner.h"
-#include "platform/events.h"
 #include "platform/processes.h"
-#include "settings/path_utils.h"
 #include "settings/prefs_store.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
 // True: the system's own converter makes the PDF.
 bool choose_pstopdf()
 {
-    char *value = get_string("APPLE_PDF_STR");
-    const bool wanted = value != nullptr && value[0] != 0 && value[0] != '0';
-    std::free(value);
-    return have103 == 1 && wanted;
-}
-
-// The option setting. pstopdf has no place for options; its fallback is kept for it all the same.
-std::string option_string(bool pstopdf)
-{
-    char *value = get_string("PS2PDF_OPTION_STR");
-    std::string options = pstopdf ? distilling_options : "";
-    if (value != nullptr && value[0] != 0)
-        options = value;
-    std::free(value);
-    return options;
-}
-
-bool name_output(const char *input, char (&output)[path_size])
-{
-    if (derive_output(input, ".pdf", output, sizeof output))
-        return true;
-    refuse_long_path(input);
-    return false;
+    return have103 == 1 && string_setting("APPLE_PDF_STR", "0")[0] != '0';
 }
 
 // Both routines' common part. With a banner it is do_ps2pdf's run, without one do_ps2pdf2's.
@@ -55,7 +26,9 @@ void convert(const char *input, const char *output, const char *banner)
     if (refuse_own_input(input, output))
         return;
     const bool pstopdf = choose_pstopdf();
-    const std::string options = option_string(pstopdf);
+    // pstopdf has no place for options; its fallback is kept for it all the same.
+    const std::string options =
+        string_setting("PS2PDF_OPTION_STR", pstopdf ? distilling_options : "");
     const std::string capture_slot = platform::in_double_quotes(worksheet);
     const std::string output_slot = platform::in_double_quotes(output);
     const std::string input_slot = platform::in_double_quotes(input);
@@ -78,33 +51,6 @@ void convert(const char *input, const char *output, const char *banner)
     run_and_wait(run);
 }
 
-struct opened {
-    bool opens;    // for reading; errno tells why not
-    bool ordinary; // and it is neither a folder nor a device
-};
-
-// Tries the file. Never waits, whatever kind of file the path names.
-opened try_file(const char *path)
-{
-    const int file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (file < 0)
-        return {false, false};
-    struct stat status = {};
-    const bool ordinary = fstat(file, &status) == 0 && S_ISREG(status.st_mode);
-    close(file);
-    return {true, ordinary};
-}
-
-// Deletes an output that is there already. What is written through stays: a link, whose own file
-// is deleted, and a device; so does a folder.
-void delete_older_output(const char *path)
-{
-    char *file = realpath(path, nullptr);
-    if (file != nullptr && try_file(file).ordinary)
-        unlink(file);
-    std::free(file);
-}
-
 } // namespace
 
 void do_ps2pdf(const char *input)
@@ -112,7 +58,7 @@ void do_ps2pdf(const char *input)
     static char posixInName[path_size];
     static char posixOutName[path_size];
     if (!take_path(posixInName, input != nullptr ? input : in_file) ||
-        !name_output(posixInName, posixOutName))
+        !take_output(posixOutName, nullptr, posixInName, ".pdf"))
         return;
     const std::string banner =
         std::string("Converting ") + posixInName + " to " + posixOutName + ".\n";
@@ -132,27 +78,9 @@ int epstopdf(const char *input, const char *output)
     static char infile[path_size];
     static char outfile[path_size];
     static char tmpname[path_size];
-    if (!take_path(infile, input))
+    if (!take_path(infile, input) || !take_output(outfile, output, infile, ".pdf") ||
+        !begin_eps_conversion(infile, outfile))
         return 0;
-    if (output != nullptr ? !take_path(outfile, output) : !name_output(infile, outfile))
-        return 0;
-
-    const opened input_file = try_file(infile);
-    if (!input_file.opens) {
-        const int reason = errno;
-        text_printf("%s: File not found!\n", infile);
-        if (reason != ENOENT)
-            text_printf("%s: the file can't be read: %s.\n", infile, std::strerror(reason));
-        conversion_failed();
-        return 0;
-    }
-    if (refuse_own_input(infile, outfile))
-        return 0;
-    platform::tell_interrupt();
-    // What prepare_eps will refuse costs no older output.
-    if (input_file.ordinary)
-        delete_older_output(outfile);
-    text_printf("Converting %s to %s.\n", infile, outfile);
 
     int w = 0;
     int h = 0;

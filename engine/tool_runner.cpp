@@ -9,6 +9,7 @@
 #include "platform/events.h"
 #include "platform/processes.h"
 #include "platform/strings.h"
+#include "settings/path_utils.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -50,6 +51,15 @@ bool open_run()
     return platform::begin_run(run_folder().c_str(), run_serial);
 }
 
+run_ending ending_of(std::int32_t status)
+{
+    if (status == 0)
+        return ended_well;
+    if (status == 127)
+        return ended_not_started;
+    return status > 128 && status < 128 + NSIG ? ended_by_signal : ended_with_status;
+}
+
 // Reads what the script left in the run's folder: its tool's status and how it ended. A script
 // that left nothing was never started, or was killed before it could.
 run_ending read_ending()
@@ -71,9 +81,7 @@ run_ending read_ending()
         return ended_not_started;
     if (std::strcmp(word, "unusable") == 0)
         return ended_without_result;
-    if (status == 0)
-        return ended_well;
-    return status > 128 && status < 128 + NSIG ? ended_by_signal : ended_with_status;
+    return ending_of(status);
 }
 
 // False when a file in the folder would stay empty, a full disk for instance; errno says why. The
@@ -90,37 +98,6 @@ bool takes_a_byte(const std::string &folder)
     std::remove(probe.c_str());
     errno = error;
     return written;
-}
-
-// One more line for what is no plain success; a cancel has its own.
-void tell_ending(const run_options &options)
-{
-    if (last_ending == ended_well || last_ending == ended_cancelled)
-        return;
-    ++failed_conversions;
-    const char *subject = prepared_from != nullptr ? prepared_from : options.subject;
-    if (subject == nullptr)
-        subject = command_line;
-    const char *tool = options.tool_name != nullptr ? options.tool_name : options.unix_tool;
-    switch (last_ending) {
-    case ended_not_started:
-        text_printf("%s: not done, %s was not started.\n", subject, tool);
-        if (find_tool("tcsh").empty())
-            text_printf("tcsh was not found. Install the package tcsh.\n");
-        break;
-    case ended_by_signal:
-        text_printf("%s: failed, %s was ended by signal %d.\n", subject, tool, exit_status - 128);
-        break;
-    case ended_with_status:
-        text_printf("%s: failed, %s ended with status %d.\n", subject, tool, exit_status);
-        break;
-    case ended_without_result:
-        text_printf("%s: failed, %s ended without an error but left no usable result.\n", subject,
-                    tool);
-        break;
-    default:
-        break;
-    }
 }
 
 bool write_text(std::FILE *file, const char *line)
@@ -163,6 +140,8 @@ int run_and_wait(const run_options &options)
     inRun = 0;
     if (options.copy_output)
         CopyWorksheet();
+    else
+        std::rename((run_folder() + "/messages").c_str(), worksheet);
     last_ending = read_ending();
     if (userCancel) {
         last_ending = ended_cancelled;
@@ -180,12 +159,58 @@ int run_and_wait(const run_options &options)
         if (!userCancel || options.elapsed_after_cancel)
             text_printf("Elapsed time = %.1f sec.\n\n", (TickCount() - start) / 60.0);
     }
-    tell_ending(options);
+    if (options.tell_failure)
+        tell_failure(options);
     if (options.flush == flush_after_result)
         FlushOutput();
     if (options.set_arrow)
         restore();
     return userCancel ? 0 : 1;
+}
+
+void tell_failure(const run_options &options)
+{
+    const bool failed = last_ending != ended_well && last_ending != ended_cancelled;
+    if (!options.copy_output) {
+        if (failed)
+            CopyWorksheet();
+        else
+            std::remove(worksheet);
+    }
+    if (!failed)
+        return;
+    ++failed_conversions;
+    const char *subject = users_file(options.subject != nullptr ? options.subject : command_line);
+    const char *tool = options.tool_name != nullptr ? options.tool_name : options.unix_tool;
+    switch (last_ending) {
+    case ended_not_started:
+        text_printf("%s: not done, %s was not started.\n", subject, tool);
+        if (find_tool("tcsh").empty())
+            text_printf("tcsh was not found. Install the package tcsh.\n");
+        break;
+    case ended_by_signal:
+        text_printf("%s: failed, %s was ended by signal %d.\n", subject, tool, exit_status - 128);
+        break;
+    case ended_with_status:
+        text_printf("%s: failed, %s ended with status %d.\n", subject, tool, exit_status);
+        break;
+    case ended_without_result:
+        text_printf("%s: failed, %s ended without an error but left no usable result.\n", subject,
+                    tool);
+        break;
+    default:
+        break;
+    }
+}
+
+bool tool3_succeeded(const char *subject, const char *tool)
+{
+    last_ending = ending_of(exit_status);
+    run_options options;
+    options.unix_tool = tool;
+    options.subject = subject;
+    tell_failure(options);
+    return last_ending == ended_well;
 }
 
 bool compose_command_line(const char *subject, const char *format, ...)
@@ -223,6 +248,17 @@ bool take_path(char (&buffer)[path_size], const char *path)
     return false;
 }
 
+bool take_output(char (&buffer)[path_size], const char *output, const char *input,
+                 const char *extension)
+{
+    if (output != nullptr)
+        return take_path(buffer, output);
+    if (derive_output(input, extension, buffer, sizeof buffer))
+        return true;
+    refuse_long_path(input);
+    return false;
+}
+
 bool refuse_own_input(const char *input, const char *output)
 {
     struct stat in = {};
@@ -238,6 +274,11 @@ bool refuse_own_input(const char *input, const char *output)
 void set_prepared_from(const char *file)
 {
     prepared_from = file;
+}
+
+const char *users_file(const char *path)
+{
+    return prepared_from != nullptr ? prepared_from : path;
 }
 
 void WaitForScript()

@@ -28,6 +28,7 @@ struct run_options {
     bool tell_result = true;           // print the cancel or completion lines
     bool elapsed_after_cancel = false; // the elapsed time is printed after a cancel, too
     bool set_arrow = true;             // restore() at the end
+    bool tell_failure = true;          // else the caller does it: tell_failure()
     const char *subject = nullptr;     // the user's file or command, for the line on a failure
 };
 
@@ -35,6 +36,14 @@ struct run_options {
 // what the tools printed and how it ended. Sets exit_status and last_ending. 1, or 0 when the user
 // cancelled.
 int run_and_wait(const run_options &options);
+
+// After the usual lines of a run: what its tools said where that was not shown (see copy_output),
+// and one line that tells how it ended, unless it ended well or was cancelled.
+void tell_failure(const run_options &options);
+
+// After InvokeTool3, whose tool's status is exit_status: true when that is 0; else one line tells
+// it of `subject`, and the conversion counts as failed.
+bool tool3_succeeded(const char *subject, const char *tool);
 
 // Formats into command_line. False, with a message that names `subject`, when it does not fit.
 [[gnu::format(printf, 2, 3)]] bool compose_command_line(const char *subject, const char *format,
@@ -50,12 +59,19 @@ void refuse_long_path(const char *path);
 // a path is never cut short.
 bool take_path(char (&buffer)[path_size], const char *path);
 
+// The same for an output: where it is null, the input's name with that extension.
+bool take_output(char (&buffer)[path_size], const char *output, const char *input,
+                 const char *extension);
+
 // True, with a message, when the output is the very file that is to be read: it would be lost.
 bool refuse_own_input(const char *input, const char *output);
 
 // From here on, runs work on a prepared copy of `file`: it is what messages name, and its page is
 // kept as it lies. Null ends this. The pointer is kept, not the text.
 void set_prepared_from(const char *file);
+
+// The file that messages name: the user's, where a run works on a prepared copy of it.
+const char *users_file(const char *path);
 
 // Shows the wait sheet and turns a modal loop until inScript is 0.
 void WaitForScript();

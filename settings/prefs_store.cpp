@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -262,6 +263,23 @@ char *get_string(const char *key)
     char *result = is_set(value) ? copy_of(value) : nullptr;
     close_setting(value, file);
     return result;
+}
+
+std::string string_setting(const char *key, const char *fallback)
+{
+    char *value = get_string(key);
+    std::string result = value != nullptr ? value : fallback;
+    std::free(value);
+    return result;
+}
+
+int number_setting(const char *key, int fallback)
+{
+    const std::string value = string_setting(key, "");
+    if (value.empty())
+        return fallback;
+    const long number = std::strtol(value.c_str(), nullptr, 10);
+    return static_cast<int>(std::clamp<long>(number, INT_MIN, INT_MAX));
 }
 
 int set_str_resource(const char *key, const char *value)

@@ -11,6 +11,7 @@
 #include "settings/setting_keys.h"
 
 #include <cstddef>
+#include <string>
 
 // The preferences file's name, in the Preferences folder and in the bundle.
 constexpr char prefs_file_name[] = "PapermillPrefsDF";
@@ -40,6 +41,12 @@ const char *get_str_resource(const char *key);
 
 // The value, of any length, to be freed by the caller; null when it is not set.
 char *get_string(const char *key);
+
+// The value, or `fallback` when it is not set.
+std::string string_setting(const char *key, const char *fallback);
+
+// The number at the value's start, 0 when there is none; `fallback` when it is not set.
+int number_setting(const char *key, int fallback);
 
 // Stores the value, at once. 1, or 0 when it cannot be stored.
 int set_str_resource(const char *key, const char *value);

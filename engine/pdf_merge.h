@@ -1,0 +1,9 @@
+// Several PDF files into one.
+#ifndef PAPERMILL_ENGINE_PDF_MERGE_H
+#define PAPERMILL_ENGINE_PDF_MERGE_H
+
+// Merges the files of the list, which the shell takes apart, into the output. All names may be
+// relative to the folder; it stays the working folder.
+void run_pdfmerge(const char *list, const char *output, const char *folder);
+
+#endif

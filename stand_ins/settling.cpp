@@ -1,0 +1,316 @@
+#include "stand_ins/settling.h"
+
+#include "platform/core/run_folder.h"
+#include "stand_ins/complain.h"
+#include "stand_ins/corrections.h"
+#include "stand_ins/soundness.h"
+#include "stand_ins/staging.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t window_size = 65536;
+constexpr int command_not_found = 127; // a status, as shells give it
+
+// How often `text` stands in the file; counts no further than `enough`.
+int count_in_file(const std::string &path, const char *text, int enough)
+{
+    std::FILE *file = std::fopen(path.c_str(), "re");
+    if (file == nullptr)
+        return 0;
+    const std::size_t length = std::strlen(text);
+    std::string window;
+    std::vector<char> chunk(window_size);
+    int count = 0;
+    while (count < enough) {
+        const std::size_t n = std::fread(chunk.data(), 1, chunk.size(), file);
+        if (n == 0)
+            break;
+        window.append(chunk.data(), n);
+        std::size_t done = 0;
+        for (std::size_t at = window.find(text); at != std::string::npos && count < enough;
+             at = window.find(text, done)) {
+            ++count;
+            done = at + length;
+        }
+        // What may be the start of the text waits for the next chunk.
+        window.erase(0, std::max(done, window.size() - std::min(window.size(), length - 1)));
+    }
+    std::fclose(file);
+    return count;
+}
+
+bool file_contains(const std::string &path, const char *text)
+{
+    return count_in_file(path, text, 1) > 0;
+}
+
+// ---- what the messages tell ----
+
+// What Ghostscript and pdftops say of a PDF file that they cannot use.
+bool needs_password(const std::string &capture)
+{
+    return file_contains(capture, "**** This file requires a password for access.") ||
+           file_contains(capture, "Command Line Error: Incorrect password");
+}
+
+bool has_no_pages(const std::string &capture)
+{
+    return file_contains(capture, "**** Warning: PDF document has no pages.") ||
+           file_contains(capture, "Syntax Error: Invalid page count 0");
+}
+
+// True when Ghostscript's messages tell of an error that its status does not. What a document
+// prints may hold the same words, but not in this form.
+bool tells_of_error(const std::string &capture)
+{
+    return file_contains(capture, "   **** Error") || file_contains(capture, "ERROR: ioerror") ||
+           file_contains(capture, "Error: /ioerror") || needs_password(capture) ||
+           has_no_pages(capture);
+}
+
+// The input that the messages are about: Ghostscript announces the pages of each that it opens, and
+// stops at the first that it cannot use.
+const char *blamed_input(const finished_run &run)
+{
+    const int last = static_cast<int>(run.inputs.size()) - 1;
+    return run.inputs[static_cast<std::size_t>(
+        count_in_file(run.capture, "Processing pages 1 through ", last))];
+}
+
+// The user's own file, when the input is a copy that was prepared from it.
+const char *users_name(const char *input)
+{
+    const char *original = getenv("PAPERMILL_PREPARED_FROM");
+    return original == nullptr ? input : original;
+}
+
+// Says in plain words what the tools said in theirs.
+void tell_cause(const finished_run &run, bool good)
+{
+    const char *input = users_name(blamed_input(run));
+    if (needs_password(run.capture))
+        complain("%s: the file is encrypted; it opens with its password only.", input);
+    else if (has_no_pages(run.capture))
+        complain("%s: the PDF file has no pages.", input);
+    else if (run.status == 128 + SIGXFSZ)
+        complain("%s: a page is too large for a picture at this resolution.", input);
+    else if (run.status == 0 && !good && run.kind == "txt")
+        complain("%s: there is no text in it.", input);
+    else if (good && file_contains(run.capture, "**** This file had errors that were repaired"))
+        complain("%s: the file was damaged and has been repaired; something may be missing.",
+                 run.inputs.size() == 1 ? input : run.output);
+}
+
+// ---- the user's names ----
+
+struct renaming {
+    std::string from, to;
+};
+
+// Writes the capture file anew with the user's names in the place of the run's own.
+void name_users_files(const std::string &capture, const std::vector<renaming> &names)
+{
+    if (!file_contains(capture, "papermill-"))
+        return;
+    const std::string fresh = capture + ".named";
+    std::FILE *in = std::fopen(capture.c_str(), "re");
+    std::FILE *out = std::fopen(fresh.c_str(), "we");
+    bool good = in != nullptr && out != nullptr;
+    std::size_t longest = 0;
+    for (const renaming &name : names)
+        longest = std::max(longest, name.from.size());
+
+    std::string window;
+    std::vector<char> chunk(window_size);
+    for (bool more = good; more;) {
+        const std::size_t n = std::fread(chunk.data(), 1, chunk.size(), in);
+        more = n > 0;
+        window.append(chunk.data(), n);
+        // What may be the start of a name waits for the next chunk.
+        const std::size_t keep = more ? std::min(longest, window.size()) : 0;
+        std::size_t at = 0;
+        while (at < window.size() - keep) {
+            const auto name = std::find_if(names.begin(), names.end(), [&](const renaming &each) {
+                return window.compare(at, each.from.size(), each.from) == 0;
+            });
+            if (name == names.end()) {
+                std::fputc(window[at], out);
+                ++at;
+            } else {
+                std::fwrite(name->to.data(), 1, name->to.size(), out);
+                at += name->from.size();
+            }
+        }
+        window.erase(0, at);
+    }
+    if (in != nullptr)
+        std::fclose(in);
+    if (out != nullptr)
+        good = std::fclose(out) == 0 && good;
+    if (!good || rename(fresh.c_str(), capture.c_str()) != 0)
+        std::remove(fresh.c_str());
+}
+
+std::vector<renaming> names_of(const finished_run &run, const std::string &result)
+{
+    std::vector<renaming> names = {{result, run.output}};
+    // The last one first: papermill-in-1 is the start of papermill-in-10.
+    for (std::size_t i = run.inputs.size(); i > 0; --i)
+        names.push_back({input_link_name(i, run.inputs.size()), users_name(run.inputs[i - 1])});
+    return names;
+}
+
+// ---- the result's way ----
+
+// Copies the result into a device, which cannot be replaced.
+bool copy_into(const std::string &result, const std::string &destination)
+{
+    const int in = open(result.c_str(), O_RDONLY | O_CLOEXEC);
+    const int out = open(destination.c_str(), O_WRONLY | O_CLOEXEC);
+    bool good = in >= 0 && out >= 0;
+    std::array<char, window_size> chunk;
+    while (good) {
+        const ssize_t n = read(in, chunk.data(), chunk.size());
+        if (n <= 0) {
+            good = n == 0;
+            break;
+        }
+        for (ssize_t done = 0; good && done < n;) {
+            const ssize_t written =
+                write(out, chunk.data() + done, static_cast<std::size_t>(n - done));
+            good = written > 0;
+            done += written;
+        }
+    }
+    if (in >= 0)
+        close(in);
+    if (out >= 0)
+        close(out);
+    return good;
+}
+
+// Puts the result where the user wants it. An older file there keeps its owner and permissions, and
+// is there whole until the new one is.
+bool move_into_place(const std::string &result, const std::string &destination)
+{
+    struct stat old = {};
+    const bool exists = stat(destination.c_str(), &old) == 0;
+    if (exists && !S_ISREG(old.st_mode))
+        return copy_into(result, destination);
+    if (exists) {
+        const int descriptor = open(result.c_str(), O_RDONLY | O_CLOEXEC);
+        // Only root can give a file away; whoever cannot keeps what is made.
+        if (descriptor >= 0 && fchown(descriptor, old.st_uid, old.st_gid) != 0)
+            errno = 0;
+        const bool safe = descriptor >= 0 && fchmod(descriptor, old.st_mode & 0777) == 0 &&
+                          fsync(descriptor) == 0;
+        if (descriptor >= 0)
+            close(descriptor);
+        if (!safe)
+            return false;
+    }
+    return rename(result.c_str(), destination.c_str()) == 0;
+}
+
+bool move_or_complain(const std::string &result, const std::string &destination, const char *name)
+{
+    if (move_into_place(result, destination))
+        return true;
+    complain("%s: the result can't be put there: %s.", name, std::strerror(errno));
+    return false;
+}
+
+// The pattern with the page's number in the place of its last %d.
+std::string page_name(std::string pattern, int page)
+{
+    const std::size_t place = pattern.rfind("%d");
+    return place == std::string::npos ? pattern : pattern.replace(place, 2, std::to_string(page));
+}
+
+// Moves the picture of each page. None is moved unless all are good.
+bool place_pages(const finished_run &run, const std::string &result, const std::string &destination)
+{
+    int pages = 0;
+    while (access(page_name(result, pages + 1).c_str(), F_OK) == 0) {
+        ++pages;
+        if (!is_sound(run.kind, page_name(result, pages)))
+            return false;
+    }
+    for (int page = 1; page <= pages; ++page) {
+        if (!move_or_complain(page_name(result, page), write_target(page_name(destination, page)),
+                              page_name(run.output, page).c_str()))
+            return false;
+    }
+    return pages > 0;
+}
+
+bool correct(const finished_run &run, const std::string &result)
+{
+    if (run.kind == "bbox")
+        return correct_boxes(result, run.capture);
+    if (run.kind == "eps")
+        return correct_eps(result, run.folder + "/" + platform::input_link);
+    if (run.kind == "dsc")
+        return correct_index(result, run.inputs[0]);
+    return true;
+}
+
+void write_status(const finished_run &run, const char *ending)
+{
+    // Written whole under another name first: the application may look at any moment.
+    const std::string path = run.folder + "/status";
+    const std::string fresh = path + ".new";
+    std::FILE *file = std::fopen(fresh.c_str(), "we");
+    if (file == nullptr)
+        return;
+    std::fprintf(file, "%d %s\n", run.status, ending);
+    if (std::fclose(file) == 0)
+        rename(fresh.c_str(), path.c_str());
+}
+
+} // namespace
+
+int settle(const finished_run &run)
+{
+    if (access(run.folder.c_str(), F_OK) != 0)
+        return run.status;
+    const bool by_pages = run.kind == "tiff";
+    const std::string name =
+        std::string(platform::output_link) + "/result" + (by_pages ? "-%d." : ".") + run.kind;
+    const std::string result = run.folder + "/" + name;
+    // What the bbox device says is its result; when it failed, what it said is a message.
+    if (run.kind == "bbox" && run.status != 0)
+        correct_boxes(result, run.capture);
+
+    name_users_files(run.capture, names_of(run, name));
+    // From here on, this program's own messages follow the tools'.
+    if (std::freopen(run.capture.c_str(), "ae", stderr) == nullptr)
+        errno = 0; // told to nobody then
+    bool good = false;
+    if (run.status == 0 && !tells_of_error(run.capture)) {
+        const std::string destination = link_target(run.folder + "/" + destination_link);
+        if (by_pages)
+            good = place_pages(run, result, destination);
+        else
+            good = is_sound(run.kind, result) && correct(run, result) &&
+                   move_or_complain(result, destination, run.output);
+    }
+    tell_cause(run, good);
+    std::fflush(stderr);
+    platform::remove_unfinished_output(run.folder);
+    write_status(run, good || run.status != 0
+                          ? (run.status == command_not_found ? "missing" : "done")
+                          : "unusable");
+    return run.status;
+}

@@ -1,0 +1,28 @@
+// Gives the tools of one run safe names for its files, inside the run's folder.
+#ifndef PAPERMILL_STAND_INS_STAGING_H
+#define PAPERMILL_STAND_INS_STAGING_H
+
+#include <string>
+#include <vector>
+
+constexpr char destination_link[] = "papermill-to"; // the run's link to the destination itself
+
+// What stage() ends with.
+enum staging_status { staged = 0, no_input = 66, no_output = 73 };
+
+// The link in the run's folder by which the tools know an input: papermill-in, and where there are
+// several, papermill-in-1 and so on.
+std::string input_link_name(std::size_t number, std::size_t count);
+
+// Links the inputs and makes a folder for unfinished output beside the destination. `kind` is
+// "pdf" when only PDF files are of use, else "any". Says on standard error what is wrong.
+staging_status stage(const std::string &run_folder, const std::string &kind, const char *output,
+                     const std::vector<const char *> &inputs);
+
+// The file that a write to `path` would reach: links are followed, also one to nothing yet.
+std::string write_target(std::string path);
+
+// Where a link leads, as it stands in it; empty for what is no link.
+std::string link_target(const std::string &link);
+
+#endif
