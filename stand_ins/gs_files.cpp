@@ -31,6 +31,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -133,6 +134,55 @@ bool input_is_good(const char *input)
     return false;
 }
 
+void tell_unusable_folder(const char *file)
+{
+    complain("%s: the temporary folder can't be used: %s.", file, std::strerror(errno));
+}
+
+// Links the run to a new folder beside the destination and makes that folder: in this order, so
+// that whoever clears up after a run that was killed finds it. False, after a complaint, if it
+// cannot.
+bool make_unfinished_folder(const char *output, const std::string &folder)
+{
+    constexpr char letters[] = "abcdefghijklmnopqrstuvwxyz012345";
+    const std::string link = in_run_folder(platform::output_link);
+    for (;;) {
+        std::array<unsigned char, 6> random;
+        const bool drawn =
+            getrandom(random.data(), random.size(), 0) == static_cast<ssize_t>(random.size());
+        std::string unfinished = folder + "/" + platform::unfinished_prefix;
+        for (const unsigned char each : random)
+            unfinished += letters[each % 32];
+        if (!drawn || symlink(unfinished.c_str(), link.c_str()) != 0) {
+            tell_unusable_folder(output);
+            return false;
+        }
+        if (mkdir(unfinished.c_str(), 0700) == 0)
+            return true;
+        const int error = errno;
+        unlink(link.c_str());
+        if (error == EEXIST)
+            continue;
+        if (error == ENOENT || error == ENOTDIR)
+            complain("%s: there is no folder %s.", output, folder.c_str());
+        else
+            complain("%s: nothing can be written into the folder %s: %s.", output, folder.c_str(),
+                     std::strerror(error));
+        return false;
+    }
+}
+
+// A device gets the result copied in the end.
+bool make_folder_for_device(const char *output)
+{
+    const std::string unfinished = in_run_folder("result");
+    if (mkdir(unfinished.c_str(), 0700) == 0 &&
+        symlink(unfinished.c_str(), in_run_folder(platform::output_link).c_str()) == 0)
+        return true;
+    tell_unusable_folder(output);
+    return false;
+}
+
 bool link_output(const char *output)
 {
     const std::string destination = write_target(absolute(output));
@@ -147,30 +197,14 @@ bool link_output(const char *output)
         complain("%s: the file can't be replaced: %s.", output, std::strerror(errno));
         return false;
     }
-    std::string unfinished;
-    if (exists && !S_ISREG(status.st_mode)) {
-        unfinished = in_run_folder("result"); // a device: copied to it in the end
-        if (mkdir(unfinished.c_str(), 0700) != 0)
-            unfinished.clear();
-    } else {
-        unfinished = folder + "/" + platform::unfinished_prefix + "XXXXXX";
-        if (mkdtemp(unfinished.data()) == nullptr) {
-            if (errno == ENOENT || errno == ENOTDIR)
-                complain("%s: there is no folder %s.", output, folder.c_str());
-            else
-                complain("%s: nothing can be written into the folder %s: %s.", output,
-                         folder.c_str(), std::strerror(errno));
-            return false;
-        }
-    }
-    if (unfinished.empty() ||
-        symlink(unfinished.c_str(), in_run_folder(platform::output_link).c_str()) != 0 ||
-        symlink(destination.c_str(), in_run_folder(destination_link).c_str()) != 0) {
-        complain("%s: the temporary folder can't be used: %s.", output, std::strerror(errno));
-        rmdir(unfinished.c_str());
+    const bool device = exists && !S_ISREG(status.st_mode);
+    if (!(device ? make_folder_for_device(output) : make_unfinished_folder(output, folder)))
         return false;
-    }
-    return true;
+    if (symlink(destination.c_str(), in_run_folder(destination_link).c_str()) == 0)
+        return true;
+    tell_unusable_folder(output);
+    platform::remove_unfinished_output(run_folder);
+    return false;
 }
 
 int stage(const char *input, const char *output)
@@ -178,7 +212,7 @@ int stage(const char *input, const char *output)
     if (!input_is_good(input))
         return ex_input;
     if (symlink(absolute(input).c_str(), in_run_folder(platform::input_link).c_str()) != 0) {
-        complain("%s: the temporary folder can't be used: %s.", input, std::strerror(errno));
+        tell_unusable_folder(input);
         return ex_output;
     }
     return link_output(output) ? 0 : ex_output;
