@@ -3,12 +3,14 @@
 #include "platform/core/run_folder.h"
 #include "stand_ins/complain.h"
 
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -79,10 +81,57 @@ bool input_is_good(const char *input, bool pdf)
     return good;
 }
 
+void tell_unusable_folder(const char *file)
+{
+    complain("%s: the temporary folder can't be used: %s.", file, std::strerror(errno));
+}
+
+// Links the run to a new folder beside the destination and makes that folder: in this order, so
+// that whoever clears up after a run that was killed finds it. False, after a complaint, if it
+// cannot.
+bool make_unfinished_folder(const char *output, const std::string &folder, const std::string &link)
+{
+    constexpr char letters[] = "abcdefghijklmnopqrstuvwxyz012345";
+    for (;;) {
+        std::array<unsigned char, 6> random;
+        const bool drawn =
+            getrandom(random.data(), random.size(), 0) == static_cast<ssize_t>(random.size());
+        std::string unfinished = folder + "/" + platform::unfinished_prefix;
+        for (const unsigned char each : random)
+            unfinished += letters[each % 32];
+        if (!drawn || symlink(unfinished.c_str(), link.c_str()) != 0) {
+            tell_unusable_folder(output);
+            return false;
+        }
+        if (mkdir(unfinished.c_str(), 0700) == 0)
+            return true;
+        const int error = errno;
+        unlink(link.c_str());
+        if (error == EEXIST)
+            continue;
+        if (error == ENOENT || error == ENOTDIR)
+            complain("%s: there is no folder %s.", output, folder.c_str());
+        else
+            complain("%s: nothing can be written into the folder %s: %s.", output, folder.c_str(),
+                     std::strerror(error));
+        return false;
+    }
+}
+
+// A device gets the result copied in the end.
+bool make_folder_for_device(const char *output, const std::string &run_folder,
+                            const std::string &link)
+{
+    const std::string unfinished = run_folder + "/result";
+    if (mkdir(unfinished.c_str(), 0700) == 0 && symlink(unfinished.c_str(), link.c_str()) == 0)
+        return true;
+    tell_unusable_folder(output);
+    return false;
+}
+
 bool link_output(const std::string &run_folder, const char *output)
 {
     const std::string destination = write_target(absolute(output));
-    const std::string folder = folder_of(destination);
     struct stat status = {};
     const bool exists = stat(destination.c_str(), &status) == 0;
     if (exists && S_ISDIR(status.st_mode)) {
@@ -93,30 +142,16 @@ bool link_output(const std::string &run_folder, const char *output)
         complain("%s: the file can't be replaced: %s.", output, std::strerror(errno));
         return false;
     }
-    std::string unfinished;
-    if (exists && !S_ISREG(status.st_mode)) {
-        unfinished = run_folder + "/result"; // a device: copied to it in the end
-        if (mkdir(unfinished.c_str(), 0700) != 0)
-            unfinished.clear();
-    } else {
-        unfinished = folder + "/" + platform::unfinished_prefix + "XXXXXX";
-        if (mkdtemp(unfinished.data()) == nullptr) {
-            if (errno == ENOENT || errno == ENOTDIR)
-                complain("%s: there is no folder %s.", output, folder.c_str());
-            else
-                complain("%s: nothing can be written into the folder %s: %s.", output,
-                         folder.c_str(), std::strerror(errno));
-            return false;
-        }
-    }
-    if (unfinished.empty() ||
-        symlink(unfinished.c_str(), (run_folder + "/" + platform::output_link).c_str()) != 0 ||
-        symlink(destination.c_str(), (run_folder + "/" + destination_link).c_str()) != 0) {
-        complain("%s: the temporary folder can't be used: %s.", output, std::strerror(errno));
-        rmdir(unfinished.c_str());
+    const bool device = exists && !S_ISREG(status.st_mode);
+    const std::string link = run_folder + "/" + platform::output_link;
+    if (!(device ? make_folder_for_device(output, run_folder, link)
+                 : make_unfinished_folder(output, folder_of(destination), link)))
         return false;
-    }
-    return true;
+    if (symlink(destination.c_str(), (run_folder + "/" + destination_link).c_str()) == 0)
+        return true;
+    tell_unusable_folder(output);
+    platform::remove_unfinished_output(run_folder);
+    return false;
 }
 
 } // namespace
@@ -156,8 +191,7 @@ staging_status stage(const std::string &run_folder, const std::string &kind, con
     for (std::size_t i = 0; i < inputs.size(); ++i) {
         const std::string link = run_folder + "/" + input_link_name(i + 1, inputs.size());
         if (symlink(absolute(inputs[i]).c_str(), link.c_str()) != 0) {
-            complain("%s: the temporary folder can't be used: %s.", inputs[i],
-                     std::strerror(errno));
+            tell_unusable_folder(inputs[i]);
             return no_output;
         }
     }
