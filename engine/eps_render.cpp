@@ -130,7 +130,8 @@ bool eps_to_picture(const char *input, const char *output, const char *extension
     static char tmpname[path_size];
     static char pnm[path_size];
     if (!take_path(inname, input != nullptr ? input : in_file) ||
-        !take_output(outname, output, inname, extension) || !begin_eps_conversion(inname, outname))
+        !take_output(outname, output, inname, extension) || !resolution_is_good(inname, dpi) ||
+        !begin_eps_conversion(inname, outname))
         return false;
     int w = 0;
     int h = 0;
