@@ -3,6 +3,7 @@
 #include "platform/core/run_folder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -62,8 +63,8 @@ void put(const std::string &text, std::FILE *out)
     std::fwrite(text.data(), 1, text.size(), out);
 }
 
-// A box comment of the shifted page, with the shift taken off. The box of a page without marks is
-// all zeros, whatever the shift.
+// A box comment of the shifted page, with the shift taken off; empty when it is not the device's.
+// The box of a page without marks is all zeros, whatever the shift.
 std::string without_shift(const std::string &line)
 {
     const bool fine = begins_with(line.c_str(), fine_box_comment);
@@ -72,7 +73,11 @@ std::string without_shift(const std::string &line)
     const int read = std::sscanf(line.c_str() + std::strlen(comment), "%lf %lf %lf %lf", &box[0],
                                  &box[1], &box[2], &box[3]);
     const bool blank = std::all_of(box, box + 4, [](double side) { return side == 0; });
-    if (read != 4 || blank)
+    const bool on_page =
+        std::all_of(box, box + 4, [](double side) { return std::abs(side) < 1e6; });
+    if (read != 4 || !on_page)
+        return "";
+    if (blank)
         return line;
     for (double &side : box)
         side -= page_shift;
@@ -168,12 +173,12 @@ bool correct_boxes(const std::string &path, const std::string &messages)
         return false;
     bool found = false;
     const bool good = rewrite(path, [&](const std::string &line, bool starts, std::FILE *out) {
-        if (starts && is_box_comment(line)) {
-            found = true;
-            put(without_shift(line), out);
-        } else {
+        const std::string box = starts && is_box_comment(line) ? without_shift(line) : "";
+        found = found || !box.empty();
+        if (box.empty())
             put(line, rest);
-        }
+        else
+            put(box, out);
     });
     std::fclose(rest);
     return good && found;
@@ -192,7 +197,8 @@ bool correct_eps(const std::string &path, const std::string &input)
             const std::string back = std::to_string(-page_shift);
             put(back + " " + back + " translate\n", out);
         } else if (!is_box_comment(line) || boxes.coarse.empty()) {
-            put(is_box_comment(line) ? without_shift(line) : line, out);
+            const std::string box = is_box_comment(line) ? without_shift(line) : "";
+            put(box.empty() ? line : box, out);
         } else if (begins_with(line.c_str(), box_comment)) {
             put(std::string(box_comment) + " " + boxes.coarse + "\n", out);
             if (!boxes.fine.empty())
