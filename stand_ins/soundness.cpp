@@ -25,9 +25,14 @@ std::string tail_of(std::FILE *file, long size)
     return bytes;
 }
 
+// As the last line. Ghostscript's PostScript holds the same characters further up.
 bool ends_with_eof_comment(std::FILE *file)
 {
-    return tail_of(file, 1024).find("%%EOF") != std::string::npos;
+    const std::string tail = tail_of(file, 1024);
+    const std::string comment = "\n%%EOF";
+    const std::size_t last = tail.find_last_not_of(" \t\r\n");
+    return last != std::string::npos && last + 1 >= comment.size() &&
+           tail.compare(last + 1 - comment.size(), comment.size(), comment) == 0;
 }
 
 bool dsc_is_sound(std::FILE *file)
