@@ -116,28 +116,43 @@ std::string four_numbers(const char *text)
     return numbers.find_first_not_of("0123456789+-.eE \t") == std::string::npos ? numbers : "";
 }
 
-// The first declaration holds, and of those that come at the end, the last: what stands between
-// may belong to a picture within the picture.
+// The first declaration holds, and of those that come at the end, the last. Those of pictures
+// within the picture do not count; the finer box is declared in the header or promised there.
 declared_boxes read_boxes(const std::string &path)
 {
     declared_boxes found;
     bool coarse_at_end = false;
     bool fine_at_end = false;
+    bool header_begun = false; // the file may begin with something else
+    bool in_header = true;
+    int depth = 0; // of pictures within pictures
     std::FILE *file = std::fopen(path.c_str(), "re");
     if (file == nullptr)
         return found;
     std::string piece;
     bool starts_line = false;
     while (read_piece(file, &piece, &starts_line)) {
-        if (!starts_line || !is_box_comment(piece))
+        if (!starts_line)
             continue;
-        const bool fine = begins_with(piece.c_str(), fine_box_comment);
+        const char *line = piece.c_str();
+        const bool is_comment = line[0] == '%';
+        const bool is_empty = line[0] == '\n' || line[0] == '\r';
+        if (begins_with(line, "%%EndComments") || (header_begun && !is_comment && !is_empty))
+            in_header = false;
+        header_begun = header_begun || is_comment;
+        if (begins_with(line, "%%BeginDocument"))
+            ++depth;
+        else if (begins_with(line, "%%EndDocument"))
+            depth = std::max(depth - 1, 0);
+        if (depth > 0 || !is_box_comment(piece))
+            continue;
+        const bool fine = begins_with(line, fine_box_comment);
         std::string &box = fine ? found.fine : found.coarse;
         bool &at_end = fine ? fine_at_end : coarse_at_end;
-        const std::string numbers = four_numbers(piece.c_str() + piece.find(':') + 1);
+        const std::string numbers = four_numbers(line + piece.find(':') + 1);
         if (numbers.empty())
             at_end = at_end || box.empty();
-        else if (box.empty() || at_end)
+        else if (at_end || (box.empty() && (in_header || !fine)))
             box = numbers;
     }
     std::fclose(file);
