@@ -378,7 +378,7 @@ TEST_F(RealRender, ThePictureIsOfTheKindThatItsNameSays)
         {"out.png", "\x89PNG"}, {"out.jpg", "\xFF\xD8\xFF"}, {"out.tiff", "II*"}};
     for (const auto &[name, head] : kinds) {
         console.clear();
-        EXPECT_TRUE(eps_to_picture(figure.c_str(), (folder / name).c_str(), 72, false));
+        EXPECT_TRUE(eps_to_picture(figure.c_str(), (folder / name).c_str(), ".tiff", 72, false));
         EXPECT_EQ(read_file(folder / name).substr(0, std::strlen(head)), head) << console.lines();
     }
     EXPECT_EQ(failed_conversions, 0);
@@ -388,8 +388,9 @@ TEST_F(RealRender, ThePictureIsOfTheKindThatItsNameSays)
 
 TEST_F(RealRender, ACompressedImageIsSmaller)
 {
-    EXPECT_TRUE(eps_to_picture(figure.c_str(), (folder / "plain.tiff").c_str(), 72, false));
-    EXPECT_TRUE(eps_to_picture(figure.c_str(), (folder / "small.tiff").c_str(), 72, true));
+    EXPECT_TRUE(
+        eps_to_picture(figure.c_str(), (folder / "plain.tiff").c_str(), ".tiff", 72, false));
+    EXPECT_TRUE(eps_to_picture(figure.c_str(), (folder / "small.tiff").c_str(), ".tiff", 72, true));
     const std::size_t size = read_file(folder / "small.tiff").size();
     EXPECT_GT(size, 0U);
     EXPECT_LT(size, read_file(folder / "plain.tiff").size());
@@ -398,7 +399,7 @@ TEST_F(RealRender, ACompressedImageIsSmaller)
 TEST_F(RealRender, AFigureThatGhostscriptRejectsGivesNoPicture)
 {
     const std::string eps = folder.write("bad.eps", "%!PS\n%%BoundingBox: 0 0 30 40\nnonsense\n");
-    EXPECT_FALSE(eps_to_picture(eps.c_str(), (folder / "bad.tiff").c_str(), 72, false));
+    EXPECT_FALSE(eps_to_picture(eps.c_str(), (folder / "bad.tiff").c_str(), ".tiff", 72, false));
     EXPECT_EQ(last_ending, ended_with_status);
     EXPECT_EQ(failed_conversions, 1);
     EXPECT_EQ(folder.names(), (words{"bad.eps", "slanted.eps"}));
