@@ -2,31 +2,16 @@
 
 #include "platform/core/run_folder.h"
 #include "stand_ins/complain.h"
+#include "stand_ins/result_place.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-
-std::string absolute(const std::string &path)
-{
-    if (!path.empty() && path[0] == '/')
-        return path;
-    char folder[PATH_MAX];
-    return getcwd(folder, sizeof folder) == nullptr ? path : std::string(folder) + "/" + path;
-}
-
-std::string folder_of(const std::string &path)
-{
-    const std::size_t slash = path.rfind('/');
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
 
 std::string read_part(int file, off_t from, std::size_t size)
 {
@@ -81,64 +66,19 @@ bool input_is_good(const char *input, bool pdf)
 
 bool link_output(const std::string &run_folder, const char *output)
 {
-    const std::string destination = write_target(absolute(output));
-    const std::string folder = folder_of(destination);
-    struct stat status = {};
-    const bool exists = stat(destination.c_str(), &status) == 0;
-    if (exists && S_ISDIR(status.st_mode)) {
-        complain("%s: this is a folder; the output needs a file name.", output);
+    result_place place;
+    if (!make_result_place(output, run_folder, &place))
         return false;
-    }
-    if (exists && access(destination.c_str(), W_OK) != 0) {
-        complain("%s: the file can't be replaced: %s.", output, std::strerror(errno));
-        return false;
-    }
-    std::string unfinished;
-    if (exists && !S_ISREG(status.st_mode)) {
-        unfinished = run_folder + "/result"; // a device: copied to it in the end
-        if (mkdir(unfinished.c_str(), 0700) != 0)
-            unfinished.clear();
-    } else {
-        unfinished = folder + "/" + platform::unfinished_prefix + "XXXXXX";
-        if (mkdtemp(unfinished.data()) == nullptr) {
-            if (errno == ENOENT || errno == ENOTDIR)
-                complain("%s: there is no folder %s.", output, folder.c_str());
-            else
-                complain("%s: nothing can be written into the folder %s: %s.", output,
-                         folder.c_str(), std::strerror(errno));
-            return false;
-        }
-    }
-    if (unfinished.empty() ||
-        symlink(unfinished.c_str(), (run_folder + "/" + platform::output_link).c_str()) != 0 ||
-        symlink(destination.c_str(), (run_folder + "/" + destination_link).c_str()) != 0) {
+    if (symlink(place.folder.c_str(), (run_folder + "/" + platform::output_link).c_str()) != 0 ||
+        symlink(place.destination.c_str(), (run_folder + "/" + destination_link).c_str()) != 0) {
         complain("%s: the temporary folder can't be used: %s.", output, std::strerror(errno));
-        rmdir(unfinished.c_str());
+        rmdir(place.folder.c_str());
         return false;
     }
     return true;
 }
 
 } // namespace
-
-std::string link_target(const std::string &link)
-{
-    char target[PATH_MAX];
-    const ssize_t length = readlink(link.c_str(), target, sizeof target);
-    return length <= 0 ? "" : std::string(target, static_cast<std::size_t>(length));
-}
-
-std::string write_target(std::string path)
-{
-    constexpr int most_links = 40;
-    for (int i = 0; i < most_links; ++i) {
-        const std::string target = link_target(path);
-        if (target.empty())
-            return path;
-        path = target[0] == '/' ? target : folder_of(path).append("/").append(target);
-    }
-    return path;
-}
 
 std::string input_link_name(std::size_t number, std::size_t count)
 {
