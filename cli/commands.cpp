@@ -5,8 +5,14 @@
 #include "cli/exit_statuses.h"
 #include "console/console_io.h"
 #include "engine/dispatch.h"
+#include "engine/eps_extraction.h"
+#include "engine/pdf_conversions.h"
+#include "engine/pdf_merge.h"
+#include "engine/tiff_output.h"
 #include "engine/tool_environment.h"
+#include "engine/tool_launcher.h"
 #include "engine/tool_runner.h"
+#include "platform/core/atomic_file.h"
 #include "platform/processes.h"
 #include "platform/strings.h"
 #include "settings/prefs_store.h"
@@ -17,6 +23,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -88,14 +96,137 @@ int ps2pdf(const cli_request &request)
     return outcome();
 }
 
+// ---- conversions ----
+
+// An option's value; empty when it was not given.
+std::string option(const cli_request &request, const char *name)
+{
+    const auto found = request.options.find(name);
+    return found == request.options.end() ? "" : found->second;
+}
+
+// Puts the call's files into in_file and out_file. Without OUT the output is named after the input.
+bool take_files(const cli_request &request, const char *extension)
+{
+    return has_folder(request.words) && take_path(in_file, absolute(request.words[0]).c_str()) &&
+           (request.words.size() > 1 ? take_path(out_file, absolute(request.words[1]).c_str())
+                                     : take_output(out_file, nullptr, in_file, extension));
+}
+
+int pdf2pdf(const cli_request &request)
+{
+    if (take_files(request, ".pdf"))
+        do_pdf2pdf();
+    return outcome();
+}
+
+int pdf2ps(const cli_request &request)
+{
+    if (!take_files(request, ".ps"))
+        return outcome();
+    if (usePDFTOPS || request.options.count("--pdftops") > 0)
+        do_pdftops(nullptr);
+    else
+        do_pdf2ps(nullptr);
+    return outcome();
+}
+
+int ps2ascii(const cli_request &request)
+{
+    if (take_files(request, ".txt"))
+        do_ps2ascii(nullptr);
+    return outcome();
+}
+
+int eps2eps(const cli_request &request)
+{
+    if (take_files(request, ".eps"))
+        do_eps2eps();
+    return outcome();
+}
+
+int ps2eps(const cli_request &request)
+{
+    if (has_folder(request.words))
+        do_ps2eps(absolute(request.words[0]).c_str());
+    return outcome();
+}
+
+int eps2tiff(const cli_request &request)
+{
+    if (take_files(request, ".tiff"))
+        epstotiff(in_file, out_file);
+    return outcome();
+}
+
+int ps2tiff(const cli_request &request)
+{
+    if (has_folder(request.words))
+        do_ps2tiff(absolute(request.words[0]).c_str());
+    return outcome();
+}
+
+int merge(const cli_request &request)
+{
+    const std::string folder = current_folder();
+    if (folder.empty())
+        return cli_failed;
+    std::string list; // its names are words of the shell's line
+    for (const std::string &file : request.words)
+        list += (list.empty() ? "" : " ") + platform::as_word(file.c_str());
+    run_pdfmerge(list.c_str(), option(request, "-o").c_str(), folder.c_str());
+    return outcome();
+}
+
+// Puts the index where the user wants it: a link or a device is written through.
+bool place_index(const std::string &index, const char *output)
+{
+    struct stat status = {};
+    if (stat(output, &status) == 0 && !S_ISREG(status.st_mode)) {
+        moveFile(index.c_str(), output);
+        return true;
+    }
+    const platform::unique_fd made(open(index.c_str(), O_RDONLY | O_CLOEXEC));
+    fstat(made.get(), &status);
+    errno = 0;
+    const OSErr error = platform::replace_file_with(
+        output, [&](platform::file_writer &file) { file.copy(made.get(), 0, status.st_size); },
+        nullptr);
+    if (error == noErr)
+        return true;
+    text_printf("%s: the file can't be written: %s.\n", output, std::strerror(errno));
+    return false;
+}
+
+// do_pdf2dsc deletes a PDF file that lies in the output's folder: it works in one of its own.
+int pdf2dsc(const cli_request &request)
+{
+    if (!take_files(request, ".dsc") || refuse_own_input(in_file, out_file))
+        return outcome();
+    const std::string folder = std::string(tmpPath) + "/index";
+    const std::string name = std::strrchr(in_file, '/') + 1;
+    const std::string index = folder + "/" + (name == "made.dsc" ? "new.dsc" : "made.dsc");
+    if (mkdir(folder.c_str(), 0700) != 0) {
+        text_printf("Can't make the folder %s: %s.\n", folder.c_str(), std::strerror(errno));
+        return cli_failed;
+    }
+    do_pdf2dsc(in_file, index.c_str());
+    if (outcome() == cli_done && !place_index(index, out_file))
+        return cli_failed;
+    return outcome();
+}
+
+// ---- everything else ----
+
 int exec(const cli_request &request)
 {
     std::string command;
     for (const std::string &word : request.words)
         command += (command.empty() ? "" : " ") + word;
-    if (!has_folder({request.folder}))
+    const std::string given = option(request, "-C");
+    if (!has_folder({given}))
         return cli_failed;
-    const std::string folder = request.folder.empty() ? current_folder() : absolute(request.folder);
+    const std::string folder = given.empty() ? current_folder() : absolute(given);
     if (!take_path(curr_dir, folder.c_str()))
         return cli_failed;
     // A list or a pipeline is one command for the helper script.
@@ -194,27 +325,55 @@ int settings_set(const cli_request &request)
     return cli_done;
 }
 
-constexpr cli_argument input = {"IN", "the PostScript or EPS file", true, false};
-constexpr cli_argument output = {"OUT", "the PDF; without it, IN's name with .pdf", false, false};
+constexpr cli_argument ps_input = {"IN", "the PostScript or EPS file", true, false};
+constexpr cli_argument eps_input = {"IN", "the EPS file", true, false};
+constexpr cli_argument pdf_input = {"IN", "the PDF file", true, false};
+constexpr cli_argument pdf_output = {"OUT", "the PDF; without it, IN's name with .pdf", false,
+                                     false};
+constexpr cli_argument ps_output = {"OUT", "the PostScript; without it, IN's name with .ps", false,
+                                    false};
+constexpr cli_argument text_output = {"OUT", "the text; without it, IN's name with .txt", false,
+                                      false};
+constexpr cli_argument tiff_output = {"OUT", "the image; without it, IN's name with .tiff", false,
+                                      false};
+constexpr cli_argument any_output = {"OUT", "the file to write", true, false};
 constexpr cli_argument key = {"KEY", "the setting's name", true, false};
 
 } // namespace
 
+// A conversion's row.
+static cli_command conversion(const char *name, const char *help,
+                              const std::vector<cli_argument> &arguments,
+                              int (*run)(const cli_request &),
+                              const std::vector<cli_option> &options = {})
+{
+    return {name, nullptr, help, arguments, options, false, true, run};
+}
+
 const std::vector<cli_command> cli_commands = {
-    {"",
-     nullptr,
-     "Convert each file to PDF, as if it were opened",
-     {{"FILE", "PostScript or EPS files", false, true}},
-     false,
-     false,
-     true,
-     open_files},
-    {"ps2pdf", nullptr, "PostScript or EPS to PDF", {input, output}, false, false, true, ps2pdf},
+    conversion("", "Convert each file to PDF, as if it were opened",
+               {{"FILE", "PostScript or EPS files", false, true}}, open_files),
+    conversion("ps2pdf", "PostScript or EPS to PDF", {ps_input, pdf_output}, ps2pdf),
+    conversion("pdf2pdf", "PDF to PDF, distilled anew", {pdf_input, any_output}, pdf2pdf),
+    conversion("merge", "Several PDF files into one",
+               {{"IN", "the PDF files, in their order", true, true}}, merge,
+               {{"-o", "OUT", "The file to write", true}}),
+    conversion("pdf2ps", "PDF to PostScript", {pdf_input, ps_output}, pdf2ps,
+               {{"--pdftops", nullptr, "With pdftops instead of Ghostscript", false}}),
+    conversion("pdf2dsc", "An index of a PDF file's pages, to lie beside it",
+               {pdf_input, any_output}, pdf2dsc),
+    conversion("ps2ascii", "PostScript to text", {ps_input, text_output}, ps2ascii),
+    conversion("ps2eps", "A page of PostScript to EPS, under IN's name with .eps", {ps_input},
+               ps2eps),
+    conversion("eps2eps", "EPS to EPS, rewritten by Ghostscript", {eps_input, any_output}, eps2eps),
+    conversion("eps2tiff", "EPS to TIFF", {eps_input, tiff_output}, eps2tiff),
+    conversion("ps2tiff", "PostScript to TIFF, a file for each page: IN's name with -1.tiff",
+               {ps_input}, ps2tiff),
     {"exec",
      nullptr,
      "Run a command line and show what it prints",
      {{"COMMAND", "the command, as a shell takes it", true, true}},
-     true,
+     {{"-C", "FOLDER", "The folder to run in", false}},
      true,
      true,
      exec},
@@ -222,16 +381,16 @@ const std::vector<cli_command> cli_commands = {
      nullptr,
      "List the outside tools, and the packages that bring what is missing",
      {},
-     false,
+     {},
      false,
      false,
      tools},
-    {"list", "settings", "Show all settings", {}, false, false, false, settings_list},
+    {"list", "settings", "Show all settings", {}, {}, false, false, settings_list},
     {"get",
      "settings",
      "Print a setting's value; status 1 when it is not set",
      {key},
-     false,
+     {},
      false,
      false,
      settings_get},
@@ -239,7 +398,7 @@ const std::vector<cli_command> cli_commands = {
      "settings",
      "Store a setting; an empty value means not set",
      {key, {"VALUE", "the new value", true, false}},
-     false,
+     {},
      true,
      false,
      settings_set},

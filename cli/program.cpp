@@ -143,8 +143,19 @@ void add_arguments(CLI::App *app, const cli_command &command, cli_request *reque
         option->expected(1, argument.many ? CLI::detail::expected_max_vector_size : 1);
         option->allow_extra_args(argument.many);
     }
-    if (command.takes_folder)
-        app->add_option("-C", request->folder, "The folder to run in")->type_name("FOLDER");
+    for (const cli_option &option : command.options) {
+        const std::string name = option.name;
+        const auto take = [request, name](const std::string &value) {
+            request->options[name] = value;
+        };
+        if (option.value != nullptr)
+            app->add_option_function<std::string>(name, take, option.help)
+                ->type_name(option.value)
+                ->required(option.required);
+        else
+            app->add_flag_callback(
+                name, [take] { take(""); }, option.help);
+    }
     app->positionals_at_end(command.free_words);
 }
 

@@ -141,6 +141,7 @@ void do_ps2eps(const char *input)
     }
     const int pages = read_box(file);
     std::fclose(file);
+    tell_failure(run);
     if (doDebug)
         text_printf("Bounding Box: %d %d %d %d\n", a, b, c, d);
     std::remove(boxes.c_str());

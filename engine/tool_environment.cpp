@@ -33,6 +33,9 @@ bool first_answer(const char *command, char (&answer)[answer_size], std::size_t 
 
 const outside_tool outside_tools[] = {
     {"gs", "ghostscript", "every conversion", "gs --version"},
+    {"pdftops", "poppler-utils", "PDF to PostScript on request", "pdftops -v"},
+    {"pdftotext", "poppler-utils", "PostScript to text", "pdftotext -v"},
+    {"convert", "imagemagick", "TIFF and PICT", "convert --version"},
     {"tcsh", "tcsh", "the helper script gs.script", "tcsh --version"},
 };
 const std::size_t outside_tool_count = sizeof outside_tools / sizeof outside_tools[0];
@@ -105,6 +108,12 @@ int CheckForPDFTOPS(const char *command)
 
 void getMachOCalls() {}
 
+// The stand-ins beside the helper script come first on PATH and are no outside tools.
+static bool is_stand_in(const std::string &folder)
+{
+    return access((folder + "/gs.script").c_str(), F_OK) == 0;
+}
+
 std::string find_tool(const char *name)
 {
     const char *variable = std::getenv("PATH");
@@ -115,7 +124,7 @@ std::string find_tool(const char *name)
         const std::string candidate = folder + "/" + name;
         struct stat status = {};
         if (stat(candidate.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-            access(candidate.c_str(), X_OK) == 0)
+            access(candidate.c_str(), X_OK) == 0 && !is_stand_in(folder))
             return candidate;
         start = end + 1;
     }

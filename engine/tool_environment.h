@@ -28,7 +28,7 @@ struct outside_tool {
 extern const outside_tool outside_tools[];
 extern const std::size_t outside_tool_count;
 
-// The first executable of that name on PATH, or an empty string.
+// The first executable of that name on PATH that is no stand-in of the bundle, or an empty string.
 std::string find_tool(const char *name);
 
 // The package that brings the tool, or null for a tool that is not in the list.

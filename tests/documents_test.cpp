@@ -98,8 +98,12 @@ TEST(Documents, EveryCommandIsListedWithItsArguments)
             call += std::string(" ") + command.group;
         if (*command.name != 0)
             call += std::string(" ") + command.name;
-        if (command.takes_folder)
-            call += " [-C FOLDER]";
+        for (const cli_option &option : command.options) {
+            std::string name = option.name;
+            if (option.value != nullptr)
+                name += std::string(" ") + option.value;
+            call += option.required ? " " + name : " [" + name + "]";
+        }
         for (const cli_argument &argument : command.arguments) {
             const std::string name = std::string(argument.name) + (argument.many ? "..." : "");
             const bool optional = !argument.required && !argument.many;
