@@ -18,6 +18,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+char inname[path_size];
+char outname[path_size];
+
 namespace {
 
 // What ImageMagick takes at most, in pixels; the helper script holds larger files up, too.
@@ -122,18 +125,22 @@ int do_eps2pnm(const char *eps, const char *pnm, int dpi, int w, int h)
     return run_and_wait(run);
 }
 
-bool eps_to_picture(const char *input, const char *output, int dpi, bool lzw)
+bool eps_to_picture(const char *input, const char *output, const char *extension, int dpi, bool lzw)
 {
     static char tmpname[path_size];
     static char pnm[path_size];
+    if (!take_path(inname, input != nullptr ? input : in_file) ||
+        !take_output(outname, output, inname, extension) || !resolution_is_good(inname, dpi) ||
+        !begin_eps_conversion(inname, outname))
+        return false;
     int w = 0;
     int h = 0;
-    if (!prepare_eps(input, tmpname, &w, &h)) {
+    if (!prepare_eps(inname, tmpname, &w, &h)) {
         conversion_failed();
         restore();
         return false;
     }
-    set_prepared_from(input);
+    set_prepared_from(inname);
     const bool rendered = take_output(pnm, nullptr, tmpname, ".pnm") &&
                           do_eps2pnm(tmpname, pnm, dpi, w, h) && last_ending == ended_well;
     set_prepared_from(nullptr);
@@ -144,14 +151,14 @@ bool eps_to_picture(const char *input, const char *output, int dpi, bool lzw)
     }
 
     const bool composed = compose_command_line(
-        input, "%s%s -density %dx%d \"%s\" \"%s\"", have103 ? "convert" : "convert102",
+        inname, "%s%s -density %dx%d \"%s\" \"%s\"", have103 ? "convert" : "convert102",
         lzw ? " -compress lzw" : "", dpi, dpi, platform::in_double_quotes(pnm).c_str(),
-        platform::in_double_quotes(output).c_str());
+        platform::in_double_quotes(outname).c_str());
     bool made = false;
     if (composed) {
-        text_printf("Converting %s to %s\n", pnm, output);
+        text_printf("Converting %s to %s\n", pnm, outname);
         InvokeTool3(command_line);
-        made = tool3_succeeded(input, "convert");
+        made = tool3_succeeded(inname, "convert");
     }
     restore();
     delete_temporary(pnm);

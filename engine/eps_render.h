@@ -2,6 +2,12 @@
 #ifndef PAPERMILL_ENGINE_EPS_RENDER_H
 #define PAPERMILL_ENGINE_EPS_RENDER_H
 
+#include "app/globals.h"
+
+// The files of the last conversion by way of a bitmap; eps_to_picture -> its callers.
+extern char inname[path_size];
+extern char outname[path_size];
+
 // Tries the input, deletes an output that is there already, and prints the converting line. False,
 // with a message, when the input cannot be opened or is the output.
 bool begin_eps_conversion(const char *input, const char *output);
@@ -14,9 +20,11 @@ bool resolution_is_good(const char *subject, int dpi);
 // per inch. 1 when the run completed, 0 when it was cancelled or could not be composed.
 int do_eps2pnm(const char *eps, const char *pnm, int dpi, int w, int h);
 
-// Prepares the EPS, renders it, and has ImageMagick turn the bitmap into the output, whose name's
-// ending decides on the format; `lzw` compresses it. False, with a message, when there is no output
-// in the end. No temporary file stays.
-bool eps_to_picture(const char *input, const char *output, int dpi, bool lzw);
+// Converts the EPS file, in_file when it is null, to the output, or to the input's name with that
+// extension: renders it and has ImageMagick turn the bitmap into the format of the output's ending;
+// `lzw` compresses it. False, with a message, when there is no output in the end. No temporary file
+// stays.
+bool eps_to_picture(const char *input, const char *output, const char *extension, int dpi,
+                    bool lzw);
 
 #endif

@@ -21,14 +21,9 @@ constexpr int page_resolution = 150;
 
 void epstotiff(const char *input, const char *output)
 {
-    static char infile[path_size];
-    static char outfile[path_size];
-    if (!take_path(infile, input != nullptr ? input : in_file) ||
-        !take_output(outfile, output, infile, ".tiff") || !begin_eps_conversion(infile, outfile))
-        return;
     const char *compress = get_str_resource("TIFFCOMPRESS");
     const bool lzw = compress != nullptr && compress[0] == '1';
-    eps_to_picture(infile, outfile, number_setting("TIFF_OPTION_STR", eps_resolution), lzw);
+    eps_to_picture(input, output, ".tiff", number_setting("TIFF_OPTION_STR", eps_resolution), lzw);
 }
 
 void do_ps2tiff(const char *input)

@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -75,7 +75,12 @@ bool move_into_place(const std::string &result, const std::string &destination)
 
 } // namespace
 
-bool make_result_place(const char *output, const std::string &spare, result_place *place)
+void tell_unusable_folder(const char *file)
+{
+    complain("%s: the temporary folder can't be used: %s.", file, std::strerror(errno));
+}
+
+bool find_place(const char *output, result_place *place)
 {
     const std::string destination = write_target(absolute(output));
     struct stat status = {};
@@ -88,21 +93,39 @@ bool make_result_place(const char *output, const std::string &spare, result_plac
         complain("%s: the file can't be replaced: %s.", output, std::strerror(errno));
         return false;
     }
-    const bool device = exists && !S_ISREG(status.st_mode); // copied to it in the end
-    const std::string parent = device ? spare : folder_of(destination);
-    std::string folder = parent + "/" + platform::unfinished_prefix + "XXXXXX";
-    if (mkdtemp(folder.data()) == nullptr) {
-        if (device)
-            complain("%s: the temporary folder can't be used: %s.", output, std::strerror(errno));
-        else if (errno == ENOENT || errno == ENOTDIR)
+    *place = {destination, folder_of(destination), exists && !S_ISREG(status.st_mode)};
+    return true;
+}
+
+bool make_unfinished_folder(const char *output, const std::string &parent, const std::string &link,
+                            std::string *made)
+{
+    constexpr char letters[] = "abcdefghijklmnopqrstuvwxyz012345";
+    for (;;) {
+        std::array<unsigned char, 6> random;
+        const bool drawn =
+            getrandom(random.data(), random.size(), 0) == static_cast<ssize_t>(random.size());
+        *made = parent + "/" + platform::unfinished_prefix;
+        for (const unsigned char each : random)
+            *made += letters[each % 32];
+        if (!drawn || (!link.empty() && symlink(made->c_str(), link.c_str()) != 0)) {
+            tell_unusable_folder(output);
+            return false;
+        }
+        if (mkdir(made->c_str(), 0700) == 0)
+            return true;
+        const int error = errno;
+        if (!link.empty())
+            unlink(link.c_str());
+        if (error == EEXIST)
+            continue;
+        if (error == ENOENT || error == ENOTDIR)
             complain("%s: there is no folder %s.", output, parent.c_str());
         else
             complain("%s: nothing can be written into the folder %s: %s.", output, parent.c_str(),
-                     std::strerror(errno));
+                     std::strerror(error));
         return false;
     }
-    *place = {destination, folder};
-    return true;
 }
 
 bool put_result(const std::string &result, const std::string &destination, const char *name)

@@ -7,12 +7,21 @@
 
 struct result_place {
     std::string destination; // the file itself, links followed; its path is absolute
-    std::string folder;      // a new folder for what is unfinished, for its maker to remove
+    std::string folder;      // that it lies in
+    bool device;             // it is no ordinary file, and is written to in the end
 };
 
-// Looks at the destination and makes the folder: beside it, or, where it is a device, in `spare`.
-// Says on standard error what is wrong, and makes nothing then.
-bool make_result_place(const char *output, const std::string &spare, result_place *place);
+// Where a result for `output` goes. Says on standard error what is wrong.
+bool find_place(const char *output, result_place *place);
+
+// Makes a new folder for what is unfinished. When `link` is not empty, it is made before, to lead
+// there, so that whoever clears up after a run that was killed finds the folder. Says on standard
+// error what is wrong.
+bool make_unfinished_folder(const char *output, const std::string &parent, const std::string &link,
+                            std::string *made);
+
+// Says that the temporary folder can't be used for the file; errno tells why.
+void tell_unusable_folder(const char *file);
 
 // Puts the result into its place. An older file there keeps its owner and permissions, and is there
 // whole until the new one is; a device is written to. Says on standard error what is wrong; `name`

@@ -67,15 +67,16 @@ bool input_is_good(const char *input, bool pdf)
 bool link_output(const std::string &run_folder, const char *output)
 {
     result_place place;
-    if (!make_result_place(output, run_folder, &place))
+    std::string unused;
+    if (!find_place(output, &place) ||
+        !make_unfinished_folder(output, place.device ? run_folder : place.folder,
+                                run_folder + "/" + platform::output_link, &unused))
         return false;
-    if (symlink(place.folder.c_str(), (run_folder + "/" + platform::output_link).c_str()) != 0 ||
-        symlink(place.destination.c_str(), (run_folder + "/" + destination_link).c_str()) != 0) {
-        complain("%s: the temporary folder can't be used: %s.", output, std::strerror(errno));
-        rmdir(place.folder.c_str());
-        return false;
-    }
-    return true;
+    if (symlink(place.destination.c_str(), (run_folder + "/" + destination_link).c_str()) == 0)
+        return true;
+    tell_unusable_folder(output);
+    platform::remove_unfinished_output(run_folder);
+    return false;
 }
 
 } // namespace
@@ -96,8 +97,7 @@ staging_status stage(const std::string &run_folder, const std::string &kind, con
     for (std::size_t i = 0; i < inputs.size(); ++i) {
         const std::string link = run_folder + "/" + input_link_name(i + 1, inputs.size());
         if (symlink(absolute(inputs[i]).c_str(), link.c_str()) != 0) {
-            complain("%s: the temporary folder can't be used: %s.", inputs[i],
-                     std::strerror(errno));
+            tell_unusable_folder(inputs[i]);
             return no_output;
         }
     }

@@ -1,6 +1,7 @@
 #include "platform/core/run_processes.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -24,7 +25,8 @@ struct entry {
     pid_t parent;
     unsigned long long started; // clock ticks since the system's start
     bool living;
-    std::string command; // the kernel's short name
+    bool without_environment; // for sure: not only while it becomes another program
+    std::string command;      // the kernel's short name
     membership told = membership::unread;
 };
 
@@ -65,14 +67,19 @@ bool read_entry(pid_t pid, entry &result)
     result.living = state != 'Z' && state != 'X' && state != 'x';
     result.command = text.substr(open_mark + 1, close_mark - open_mark - 1);
 
-    // The parent is the fourth field, the start time the twenty-second.
-    constexpr int fields_after_parent = 22 - 4;
-    for (int i = 0; i < fields_after_parent; ++i) {
+    // The numbers of the fields, the parent being the fourth. The kernel sets the start of the code
+    // last, when a new program's arguments and environment are in place.
+    enum { parent = 4, start_time = 22, start_of_code = 26, environment_start = 50, fields = 51 };
+    std::array<unsigned long long, fields + 1> values = {};
+    for (int i = parent + 1; i <= fields; ++i) {
         field = end;
-        result.started = std::strtoull(field, &end, 10);
+        values.at(static_cast<std::size_t>(i)) = std::strtoull(field, &end, 10);
         if (end == field)
             return false;
     }
+    result.started = values[start_time];
+    result.without_environment =
+        values[start_of_code] != 0 && values[environment_start] == values[environment_start + 1];
     return true;
 }
 
@@ -109,24 +116,27 @@ void wait_a_moment()
     nanosleep(&pause, nullptr);
 }
 
-// The process's environment. While a process becomes another program it has, for a moment, neither
-// environment nor arguments; it is believed to have none when it has arguments and is seen without
-// an environment several times.
+double seconds_now()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+// The process's environment. While a process becomes another program it has none; on a busy system
+// that can take a while.
 std::string read_environment(pid_t pid)
 {
-    constexpr int looks = 200;
-    constexpr int enough_without = 5;
-    std::string text;
-    for (int i = 0, without = 0; i < looks && without < enough_without; ++i) {
-        text = read_process_file(pid, "environ");
+    constexpr double patience = 2; // seconds
+    const double deadline = seconds_now() + patience;
+    for (;;) {
+        std::string text = read_process_file(pid, "environ");
         entry now;
-        if (!text.empty() || !read_entry(pid, now) || !now.living)
-            break;
-        if (!read_process_file(pid, "cmdline").empty())
-            ++without;
+        if (!text.empty() || !read_entry(pid, now) || !now.living || now.without_environment ||
+            seconds_now() >= deadline)
+            return text;
         wait_a_moment();
     }
-    return text;
 }
 
 // What the process's own environment says.
@@ -156,6 +166,12 @@ std::vector<entry *> line_of_descent(std::vector<entry> &entries, const entry &c
     // no chain of parents is longer than the list.
     for (pid_t pid = candidate.pid; pid != application;) {
         entry *const each = find_entry(entries, pid);
+        entry now;
+        if (each == nullptr && !line.empty() && read_entry(line.back()->pid, now) &&
+            now.started == line.back()->started && now.parent != pid) {
+            pid = now.parent; // the one before ended before it could be read
+            continue;
+        }
         if (each == nullptr || line.size() == entries.size())
             return {};
         line.push_back(each);
@@ -193,13 +209,6 @@ std::string executable_name(const entry &owner)
     if (name.size() > deleted.size() && name.substr(name.size() - deleted.size()) == deleted)
         name.remove_suffix(deleted.size());
     return std::string(name.substr(name.rfind('/') + 1));
-}
-
-double seconds_now()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
 } // namespace
@@ -259,7 +268,7 @@ void kill_abandoned_processes(const std::string &folder)
 
 void kill_run_processes()
 {
-    constexpr double patience = 2; // seconds; only a process stuck in the kernel takes that long
+    constexpr double patience = 10; // seconds; only a process stuck in the kernel takes that long
     const double deadline = seconds_now() + patience;
     std::vector<pid_t> killed;
     for (;;) {

@@ -24,15 +24,21 @@ std::list<OpaqueTXNObject> &objects = *new std::list<OpaqueTXNObject>;
 platform::text_writer writer = platform::print_text;
 
 // Waits until the file takes PIPE_BUF bytes. False when nobody reads and the user has interrupted
-// the program: it must not hang on what nobody will see.
+// the program: it must not hang on what nobody will see. Whoever did not read in that time is not
+// waited for again.
 bool wait_for_reader(int file)
 {
     constexpr int patience = 250; // milliseconds
+    static bool stands_still;
     pollfd ready = {file, POLLOUT, 0};
-    while (poll(&ready, 1, patience) <= 0) {
-        if (platform::interrupt_signal() != 0)
+    int count = 0;
+    while ((count = poll(&ready, 1, stands_still ? 0 : patience)) <= 0) {
+        if (count == 0 && platform::interrupt_signal() != 0) {
+            stands_still = true;
             return false;
+        }
     }
+    stands_still = false;
     return true;
 }
 

@@ -110,15 +110,15 @@ const ending endings[] = {
     {"HangUpPs", {"endless.ps", "later.ps"}, "gs", SIGHUP, false},
     {"HangUpPsFromTheTerminal", {"endless.ps", "later.ps"}, "gs", SIGHUP, true},
     {"TermEps", {"endless.eps", "later.ps"}, "gs", SIGTERM, false},
-    {"IntCommand", {"exec", "sleep 100"}, "sleep", SIGINT, false},
-    {"IntCommandFromTheTerminal", {"exec", "sleep 100"}, "sleep", SIGINT, true},
-    {"TermCommand", {"exec", "sleep 100"}, "sleep", SIGTERM, false},
-    {"HangUpCommand", {"exec", "sleep 100"}, "sleep", SIGHUP, false},
-    {"IntRedirectedCommand", {"exec", "sleep 100 > /dev/null"}, "sleep", SIGINT, false},
+    {"IntCommand", {"exec", "sleep 600"}, "sleep", SIGINT, false},
+    {"IntCommandFromTheTerminal", {"exec", "sleep 600"}, "sleep", SIGINT, true},
+    {"TermCommand", {"exec", "sleep 600"}, "sleep", SIGTERM, false},
+    {"HangUpCommand", {"exec", "sleep 600"}, "sleep", SIGHUP, false},
+    {"IntRedirectedCommand", {"exec", "sleep 600 > /dev/null"}, "sleep", SIGINT, false},
     {"IntBackgroundPs", {"--background", "endless.ps", "later.ps"}, "gs", SIGINT, false},
     {"IntBackgroundPsFromTheTerminal", {"--background", "endless.ps"}, "gs", SIGINT, true},
     {"TermBackgroundPs", {"--background", "endless.ps", "later.ps"}, "gs", SIGTERM, false},
-    {"IntBackgroundCommand", {"--background", "exec", "sleep 100"}, "sleep", SIGINT, false},
+    {"IntBackgroundCommand", {"--background", "exec", "sleep 600"}, "sleep", SIGINT, false},
 };
 
 INSTANTIATE_TEST_SUITE_P(Ways, Signal, testing::ValuesIn(endings),
@@ -142,12 +142,14 @@ TEST_F(Interrupt, EndsPstopdfAndItsGhostscript)
 TEST_F(Interrupt, IsQuick)
 {
     user.write("endless.ps", endless_ps());
-    running_program program(user.call({"endless.ps"}));
-    wait_for("gs");
-    const auto start = std::chrono::steady_clock::now();
-    program.send_signal(SIGINT);
-    EXPECT_EQ(program.finish().status, cli_interrupted);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    EXPECT_TRUE(eventually([this] {
+        running_program program(user.call({"endless.ps"}));
+        wait_for("gs");
+        const auto start = std::chrono::steady_clock::now();
+        program.send_signal(SIGINT);
+        EXPECT_EQ(program.finish().status, cli_interrupted);
+        return std::chrono::steady_clock::now() - start < std::chrono::seconds(2);
+    }));
 }
 
 TEST_F(Interrupt, QuietTellsTheCancel)
@@ -333,8 +335,9 @@ TEST_F(Interrupt, FirstStartsAtOnceMakeOnePreferencesFile)
 
 TEST_F(Interrupt, StartsNoFurtherFileAndTellsTheCancel)
 {
-    // The first file has no box, and so much to look for one in that the signal comes meanwhile.
-    user.run({"truncate", "-s", "20G", user.write("large.eps", "%!PS-Adobe-3.0 EPSF-3.0\n")});
+    // The first file has no box, and so much to look for one in that the signal comes
+    // meanwhile.
+    user.run({"truncate", "-s", "200G", user.write("large.eps", "%!PS-Adobe-3.0 EPSF-3.0\n")});
     user.write("next.eps", drawing_eps(50, 50));
     user.write("next.pdf", "an older result");
     running_program program(user.call({"large.eps", "next.eps"}));
@@ -354,7 +357,8 @@ TEST_F(Interrupt, ReaderThatStandsStillKeepsNobodyWaiting)
     const program_result result =
         user.run({"sh", "-c",
                   "(\"$0\" talk.ps & echo $! > pid; wait $!; echo $? > status) | "
-                  "{ sleep 2; kill -TERM $(cat pid); sleep 2; cat > /dev/null; }; cat status",
+                  "{ sleep 2; while [ ! -s pid ]; do sleep 0.1; done; kill -TERM $(cat pid); "
+                  "while [ ! -s status ]; do sleep 0.1; done; cat > /dev/null; }; cat status",
                   program_path});
     EXPECT_EQ(result.out, "143\n") << story(result);
     EXPECT_EQ(user.leftovers(), strings{});

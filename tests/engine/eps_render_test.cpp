@@ -126,7 +126,7 @@ TEST_F(EpsRender, ThereIsNoConvertingLine)
 
 TEST_F(EpsRender, ACancelIsTold)
 {
-    script.does("sleep 60");
+    script.does("exec sleep 600");
     EventLoopTimerRef timer = nullptr;
     InstallEventLoopTimer(
         GetCurrentEventLoop(), 0.0, 3600.0,

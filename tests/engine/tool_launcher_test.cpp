@@ -34,7 +34,7 @@ pid_t start_sleeper()
 {
     const pid_t child = fork();
     if (child == 0) {
-        execl("/bin/sleep", "sleep", "60", nullptr);
+        execl("/bin/sleep", "sleep", "600", nullptr);
         _exit(127);
     }
     return child;

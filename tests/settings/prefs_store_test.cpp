@@ -515,6 +515,7 @@ TEST_F(PrefsStore, TwoProcessesLoseNothing)
         for (int i = 0; i < 100; ++i) {
             const std::string key = who + std::to_string(i % 25);
             EXPECT_EQ(set_str_resource(key.c_str(), std::to_string(i).c_str()), 1) << key;
+            usleep(20000); // else the other one may meet a locked file every time it looks
         }
     };
     const pid_t first = start_child([&] { write_all('A'); });

@@ -1,13 +1,18 @@
 // The file work of gs.script, called as the script calls it.
+#include "platform/core/run_folder.h"
 #include "tests/support/hostile_names.h"
 #include "tests/support/run_program.h"
 #include "tests/support/test_files.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/ptrace.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -16,6 +21,7 @@ namespace {
 
 using names = std::vector<std::string>;
 
+const std::string program = PAPERMILL_BUNDLE "/Resources/bin/gs_files";
 const std::string sound_pdf = "%PDF-1.7\nbody\n%%EOF\n";
 
 class GsFiles : public testing::Test {
@@ -29,8 +35,7 @@ protected:
 
     program_call call(names arguments) const
     {
-        arguments.insert(arguments.begin(),
-                         std::string(PAPERMILL_BUNDLE) + "/Resources/bin/gs_files");
+        arguments.insert(arguments.begin(), program);
         program_call result;
         result.arguments = std::move(arguments);
         result.folder = users.path();
@@ -125,6 +130,57 @@ TEST_F(GsFiles, AStagedRunHasNamesOfItsOwn)
     EXPECT_EQ(unfinished.substr(0, unfinished.size() - 6), users / ".papermill-");
     EXPECT_EQ(mode_of(unfinished), 0700U);
     EXPECT_EQ(users.names(), (names{unfinished.substr(users.path().size() + 1), "in.ps"}));
+}
+
+// Kills the child where it has made its `number`th name in a folder. False: it has made fewer.
+static bool kill_at_name(pid_t child, int number)
+{
+    int status = 0;
+    waitpid(child, &status, 0); // it has become the program
+    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    for (int made = 0;;) {
+        if (ptrace(PTRACE_SYSCALL, child, nullptr, 0) != 0 || waitpid(child, &status, 0) != child ||
+            !WIFSTOPPED(status))
+            return false;
+        __ptrace_syscall_info call = {};
+        ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof call, &call);
+        if (call.op != PTRACE_SYSCALL_INFO_ENTRY)
+            continue;
+        const bool makes_name = call.entry.nr == SYS_symlinkat || call.entry.nr == SYS_mkdirat
+#ifdef SYS_mkdir
+                                || call.entry.nr == SYS_symlink || call.entry.nr == SYS_mkdir
+#endif
+            ;
+        if (!makes_name || ++made < number)
+            continue;
+        ptrace(PTRACE_SYSCALL, child, nullptr, 0);
+        waitpid(child, &status, 0); // the name is there
+        kill(child, SIGKILL);
+        waitpid(child, &status, 0);
+        return true;
+    }
+}
+
+TEST_F(GsFiles, AStageThatIsKilledCanBeClearedUp)
+{
+    int killed = 0;
+    for (bool at_name = true; at_name;) {
+        const pid_t child = start_child([&] {
+            setenv("PAPERMILL_RUN_FOLDER", run.c_str(), 1);
+            setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // a search that needs ptrace itself
+            ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+            execl(program.c_str(), "gs_files", "stage", input.c_str(), output.c_str(), nullptr);
+        });
+        at_name = kill_at_name(child, killed + 1);
+        if (at_name)
+            ++killed;
+        platform::remove_run_folder(run);
+        EXPECT_EQ(users.names(), names{"in.ps"}) << killed;
+        temporary.make_folder("run.1/tmp");
+    }
+    if (killed == 0)
+        GTEST_SKIP() << "no process may be watched here";
+    EXPECT_EQ(killed, 4); // three links and a folder
 }
 
 TEST_F(GsFiles, AnyNameCanBeStagedAndSettled)

@@ -55,7 +55,7 @@ protected:
 
 TEST_F(Ps, ListsTheProcessesOfTheRun)
 {
-    running_program a({.arguments = {tool("gs"), "60"}});
+    running_program a({.arguments = {tool("gs"), "600"}});
     ASSERT_TRUE(eventually([] { return shows("gs"); }));
     const program_result r = run_program({{ps, "-x", "-c", "-o", "pid,command"}});
     EXPECT_EQ(r.out, header + line(a.pid(), "gs"));
@@ -65,7 +65,7 @@ TEST_F(Ps, ListsTheProcessesOfTheRun)
 
 TEST_F(Ps, LeavesOutThePipelineThatAsks)
 {
-    running_program a({.arguments = {tool("mysleep"), "60"}});
+    running_program a({.arguments = {tool("mysleep"), "600"}});
     ASSERT_TRUE(eventually([] { return shows("mysleep"); }));
     EXPECT_EQ(ask(query + " | cat"), header + line(a.pid(), "mysleep"));
     EXPECT_EQ(ask(query + " | grep e"), line(a.pid(), "mysleep")); // neither grep nor sh
@@ -76,7 +76,7 @@ TEST_F(Ps, FindsTheToolButNotItsScript)
 {
     // The program's cancel takes the first line that "grep gs" leaves.
     const std::string script = folder.write_program(
-        "gs.script", "#!/bin/tcsh -f\n\"$argv[1]\" 60\n: the script goes on\n");
+        "gs.script", "#!/bin/tcsh -f\n\"$argv[1]\" 600\n: the script goes on\n");
     running_program run({.arguments = {script, tool("gs")}});
     ASSERT_TRUE(eventually([] { return shows("gs"); }));
     const std::string answer = ask(query + " | grep gs");
@@ -87,14 +87,14 @@ TEST_F(Ps, FindsTheToolButNotItsScript)
 
 TEST_F(Ps, PrintsOneLineForAHostileName)
 {
-    running_program a({.arguments = {tool("x\n    1 gs\x1b[2J\xc3\xa9"), "60"}});
+    running_program a({.arguments = {tool("x\n    1 gs\x1b[2J\xc3\xa9"), "600"}});
     const std::string expected = line(a.pid(), "x?    1 gs?[2J\xc3\xa9");
     EXPECT_TRUE(eventually([&expected] { return ask(query) == header + expected; })) << ask(query);
 }
 
 TEST_F(Ps, PrintsTheHeaderAloneWithoutARun)
 {
-    running_program a({.arguments = {tool("gs"), "60"}});
+    running_program a({.arguments = {tool("gs"), "600"}});
     ASSERT_TRUE(eventually([] { return shows("gs"); }));
     unsetenv("PAPERMILL_RUN_FOLDER");
     EXPECT_EQ(ask(query), header);
@@ -160,12 +160,10 @@ TEST_F(Ps, DoesNotBounceBetweenTwoBundles)
         path += bin + ":";
     }
     const program_result found = run_program({.arguments = {folder / "one/ps", "-p", "1"},
-                                              .environment = {{"PATH", path + path + "/bin"}},
-                                              .timeout = std::chrono::seconds(10)});
+                                              .environment = {{"PATH", path + path + "/bin"}}});
     EXPECT_EQ(found.status, 0);
     const program_result none = run_program({.arguments = {folder / "one/ps", "-p", "1"},
-                                             .environment = {{"PATH", path + "/nowhere"}},
-                                             .timeout = std::chrono::seconds(10)});
+                                             .environment = {{"PATH", path + "/nowhere"}}});
     EXPECT_EQ(none.status, 127);
 }
 

@@ -1,5 +1,6 @@
 #include "tests/support/fake_script.h"
 
+#include <cstdio>
 #include <cstdlib>
 
 static std::vector<std::string> split_at_nul(const std::string &bytes)
@@ -26,20 +27,21 @@ fake_script::~fake_script()
 
 void fake_script::does(const std::string &steps) const
 {
-    folder.write_program("gs.script",
-                         "#!/bin/sh\n"
-                         "own='" +
-                             folder.path() +
-                             "'\n"
-                             "for word; do printf '%s\\0' \"$word\"; done > $own/words\n"
-                             "env -0 > $own/variables\n"
-                             "pwd > $own/folder\n"
-                             "echo >> $own/calls\n"
-                             "pid=$2 capture=$3 run=$PAPERMILL_RUN_FOLDER\n"
-                             "says() { printf \"$@\" >> \"$capture\"; }\n"
-                             "ends() { echo \"$1 $2\" > \"$run/status\"; }\n"
-                             "reports() { kill -USR1 \"$pid\"; }\n" +
-                             steps + "\n");
+    // Under another name first: the shell of an earlier run may not have read its script's end yet.
+    folder.write_program("new", "#!/bin/sh\n"
+                                "own='" +
+                                    folder.path() +
+                                    "'\n"
+                                    "for word; do printf '%s\\0' \"$word\"; done > $own/words\n"
+                                    "env -0 > $own/variables\n"
+                                    "pwd > $own/folder\n"
+                                    "echo >> $own/calls\n"
+                                    "pid=$2 capture=$3 run=$PAPERMILL_RUN_FOLDER\n"
+                                    "says() { printf \"$@\" >> \"$capture\"; }\n"
+                                    "ends() { echo \"$1 $2\" > \"$run/status\"; }\n"
+                                    "reports() { kill -USR1 \"$pid\"; }\n" +
+                                    steps + "\n");
+    std::rename((folder / "new").c_str(), (folder / "gs.script").c_str());
 }
 
 int fake_script::calls() const

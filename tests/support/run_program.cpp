@@ -88,11 +88,18 @@ void running_program::start(const program_call &call, const int (&input)[2], con
     const std::vector<std::string> variables = changed_environment(call);
     const std::vector<char *> arguments = pointers(call.arguments);
     const std::vector<char *> environment = pointers(variables);
+    int started[2]; // closed by the start of the program
+    make_pipe(started);
     own_pid = fork();
     if (own_pid < 0)
         throw std::runtime_error("no process");
     if (own_pid > 0) {
         setpgid(own_pid, own_pid); // on both sides, so that it holds at once on both
+        close_file(started[1]);
+        char none;
+        while (read(started[0], &none, 1) < 0 && errno == EINTR) {
+        }
+        close_file(started[0]);
         return;
     }
     setpgid(0, 0);

@@ -16,7 +16,7 @@ struct program_call {
     std::map<std::string, std::optional<std::string>> environment = {}; // changes; nullopt removes
     std::string folder = {};                                            // empty: the test's own
     std::optional<std::string> input = {}; // comes through a pipe; none: /dev/null
-    std::chrono::milliseconds timeout = std::chrono::seconds(60);
+    std::chrono::milliseconds timeout = std::chrono::minutes(5); // a busy machine takes its time
 };
 
 // How it went. Exactly one of the endings holds: timed_out; signal not 0; else exit status
@@ -32,7 +32,7 @@ struct program_result {
 // object, or by finish() when the time is up.
 class running_program {
 public:
-    explicit running_program(const program_call &call);
+    explicit running_program(const program_call &call); // returns when the program has started
     ~running_program();
     running_program(const running_program &) = delete;
     running_program &operator=(const running_program &) = delete;

@@ -1,5 +1,7 @@
 #include "tests/support/terminal_user.h"
 
+#include "tests/support/eventually.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -92,11 +94,12 @@ std::vector<pid_t> terminal_user::processes(std::string_view name) const
     const std::string mark = "TMPDIR=" + tmp;
     std::vector<pid_t> result;
     std::error_code ignored;
-    for (const auto &entry : fs::directory_iterator("/proc", ignored)) {
-        const long pid = std::strtol(entry.path().filename().c_str(), nullptr, 10);
-        if (pid <= 0 || read_file(entry.path() / "environ").find(mark) == std::string::npos)
+    for (fs::directory_iterator entry("/proc", ignored), end; entry != end;
+         entry.increment(ignored)) {
+        const long pid = std::strtol(entry->path().filename().c_str(), nullptr, 10);
+        if (pid <= 0 || read_file(entry->path() / "environ").find(mark) == std::string::npos)
             continue;
-        std::string command = read_file(entry.path() / "comm");
+        std::string command = read_file(entry->path() / "comm");
         command.erase(std::min(command.find('\n'), command.size()));
         if (name.empty() || command == name)
             result.push_back(static_cast<pid_t>(pid));
@@ -106,8 +109,13 @@ std::vector<pid_t> terminal_user::processes(std::string_view name) const
 
 std::vector<std::string> terminal_user::leftovers() const
 {
+    std::vector<pid_t> living;
+    eventually([&] {
+        living = processes("");
+        return living.empty();
+    });
     std::vector<std::string> result = names_in(tmp);
-    for (const pid_t pid : processes(""))
+    for (const pid_t pid : living)
         result.push_back("process " + std::to_string(pid));
     return result;
 }

@@ -47,7 +47,8 @@ public:
 
     std::string elsewhere(std::string_view name) const; // a path beside the working folder
 
-    // What a run must not leave: names in the temporary folder, and processes.
+    // What a run must not leave: names in the temporary folder, and processes. Those that are just
+    // ending are waited for: a script that has reported the end of its run is not gone at once.
     std::vector<std::string> leftovers() const;
 
     // The processes that this user has started and that still run, by name.

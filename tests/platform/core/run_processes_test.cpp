@@ -30,12 +30,20 @@ protected:
         unsetenv("PAPERMILL_RUN_FOLDER");
     }
 
-    static std::vector<std::string> names()
+    static std::vector<std::string> names(const std::vector<platform::process> &processes)
     {
         std::vector<std::string> result;
-        for (const platform::process &each : platform::run_processes())
+        for (const platform::process &each : processes)
             result.push_back(each.name);
         return result;
+    }
+    static std::vector<std::string> names()
+    {
+        return names(platform::run_processes());
+    }
+    static std::vector<std::string> names(const std::string &run)
+    {
+        return names(platform::list_run_processes(getpid(), run.c_str()));
     }
     static bool lists(pid_t pid)
     {
@@ -64,7 +72,7 @@ protected:
 
 TEST_F(RunProcesses, NamesAProcessOfTheRunAfterItsExecutable)
 {
-    running_program tool({.arguments = {copy_sleep("tool"), "60"}});
+    running_program tool({.arguments = {copy_sleep("tool"), "600"}});
     ASSERT_TRUE(eventually([] { return lists("tool"); }));
     const auto all = platform::run_processes();
     ASSERT_EQ(all.size(), 1U);
@@ -74,7 +82,7 @@ TEST_F(RunProcesses, NamesAProcessOfTheRunAfterItsExecutable)
 
 TEST_F(RunProcesses, ListsNothingWithoutARun)
 {
-    running_program tool({.arguments = {copy_sleep("tool"), "60"}});
+    running_program tool({.arguments = {copy_sleep("tool"), "600"}});
     ASSERT_TRUE(eventually([] { return lists("tool"); }));
     for (const char *number : {"", "0", "-1", "99999999999999999999", "x"}) {
         setenv("PAPERMILL_PID", number, 1);
@@ -91,32 +99,33 @@ TEST_F(RunProcesses, ListsNothingWithoutARun)
 
 TEST_F(RunProcesses, LeavesOutTheProcessesOfAnotherRun)
 {
-    running_program other({.arguments = {copy_sleep("other"), "60"},
+    running_program other({.arguments = {copy_sleep("other"), "600"},
                            .environment = {{"PAPERMILL_RUN_FOLDER", another_run}}});
-    running_program tool({.arguments = {copy_sleep("tool"), "60"}});
-    ASSERT_TRUE(eventually([] { return lists("tool"); }));
+    running_program tool({.arguments = {copy_sleep("tool"), "600"}});
     ASSERT_TRUE(eventually([this] {
-        return platform::list_run_processes(getpid(), another_run.c_str()).size() == 1;
+        return names() == std::vector<std::string>{"tool"} &&
+               names(another_run) == std::vector<std::string>{"other"};
     }));
     EXPECT_EQ(names(), std::vector<std::string>{"tool"});
 }
 
 TEST_F(RunProcesses, CountsAProcessThatCannotTellItsRun)
 {
-    running_program tool({.arguments = {copy_sleep("tool"), "60"},
+    running_program tool({.arguments = {copy_sleep("tool"), "600"},
                           .environment = {{"PAPERMILL_RUN_FOLDER", std::nullopt}}});
     EXPECT_TRUE(eventually([] { return lists("tool"); }));
 }
 
 TEST_F(RunProcesses, LetsTheNearestAncestorTellForAProcessThatCannot)
 {
-    const std::string script = "env -u PAPERMILL_RUN_FOLDER \"$0\" 60; :";
+    const std::string script = "env -u PAPERMILL_RUN_FOLDER \"$0\" 600; :";
     running_program mine({.arguments = {"sh", "-c", script, copy_sleep("mine")}});
     running_program other({.arguments = {"sh", "-c", script, copy_sleep("other")},
                            .environment = {{"PAPERMILL_RUN_FOLDER", another_run}}});
     ASSERT_TRUE(eventually([] { return lists("mine"); }));
     ASSERT_TRUE(eventually([this] {
-        return platform::list_run_processes(getpid(), another_run.c_str()).size() == 2;
+        const auto others = names(another_run);
+        return std::find(others.begin(), others.end(), "other") != others.end();
     }));
     EXPECT_FALSE(lists("other"));
 }
@@ -124,10 +133,10 @@ TEST_F(RunProcesses, LetsTheNearestAncestorTellForAProcessThatCannot)
 TEST_F(RunProcesses, LeavesOutDetachedProcessesAndAllBelowThem)
 {
     running_program viewer(
-        {.arguments = {"sh", "-c", "env -u PAPERMILL_DETACHED \"$0\" 60; :", copy_sleep("viewer")},
+        {.arguments = {"sh", "-c", "env -u PAPERMILL_DETACHED \"$0\" 600; :", copy_sleep("viewer")},
          .environment = {{"PAPERMILL_DETACHED", "1"}}});
     running_program tool(
-        {.arguments = {copy_sleep("tool"), "60"}, .environment = {{"PAPERMILL_DETACHED", "0"}}});
+        {.arguments = {copy_sleep("tool"), "600"}, .environment = {{"PAPERMILL_DETACHED", "0"}}});
     ASSERT_TRUE(eventually([] { return lists("tool"); }));
     // The viewer is there, and only its parent keeps it out.
     ASSERT_TRUE(eventually([this, &viewer] {
@@ -152,7 +161,7 @@ TEST_F(RunProcesses, KnowsADetachedProcessWhileItBecomesAnotherProgram)
 TEST_F(RunProcesses, KeepsSightOfAProcessWhoseParentHasEnded)
 {
     running_program shell(
-        {.arguments = {"sh", "-c", "\"$0\" 60 > /dev/null 2>&1 &", copy_sleep("orphan")}});
+        {.arguments = {"sh", "-c", "\"$0\" 600 > /dev/null 2>&1 &", copy_sleep("orphan")}});
     EXPECT_EQ(shell.finish().status, 0);
     EXPECT_TRUE(eventually([] { return names() == std::vector<std::string>{"orphan"}; }));
     platform::kill_run_processes();
@@ -160,8 +169,8 @@ TEST_F(RunProcesses, KeepsSightOfAProcessWhoseParentHasEnded)
 
 TEST_F(RunProcesses, LeavesOutWhatIsNoDescendant)
 {
-    running_program first({.arguments = {copy_sleep("first"), "60"}});
-    running_program second({.arguments = {copy_sleep("second"), "60"}});
+    running_program first({.arguments = {copy_sleep("first"), "600"}});
+    running_program second({.arguments = {copy_sleep("second"), "600"}});
     ASSERT_TRUE(eventually([] { return lists("first") && lists("second"); }));
     EXPECT_TRUE(platform::list_run_processes(first.pid(), this_run.c_str()).empty());
 }
@@ -181,13 +190,13 @@ TEST_F(RunProcesses, ListsTheOldestFirst)
 {
     // Process IDs wrap around, so the order must come from the start times, which count in
     // hundredths of a second.
-    running_program a({.arguments = {copy_sleep("a"), "60"}});
+    running_program a({.arguments = {copy_sleep("a"), "600"}});
     ASSERT_TRUE(eventually([] { return lists("a"); }));
     usleep(30000);
-    running_program b({.arguments = {copy_sleep("b"), "60"}});
+    running_program b({.arguments = {copy_sleep("b"), "600"}});
     ASSERT_TRUE(eventually([] { return lists("b"); }));
     usleep(30000);
-    running_program c({.arguments = {copy_sleep("c"), "60"}});
+    running_program c({.arguments = {copy_sleep("c"), "600"}});
     ASSERT_TRUE(eventually([] { return lists("c"); }));
     EXPECT_EQ(names(), (std::vector<std::string>{"a", "b", "c"}));
 }
@@ -206,7 +215,7 @@ TEST_F(RunProcesses, LeavesOutZombies)
 TEST_F(RunProcesses, ReadsNamesThatLookLikeFields)
 {
     for (const std::string name : {"a) Z 1 1 (", "two\nlines", "(((", "x (deleted)", "\xff\xfe"}) {
-        running_program tool({.arguments = {copy_sleep(name), "60"}});
+        running_program tool({.arguments = {copy_sleep(name), "600"}});
         ASSERT_TRUE(eventually([&tool] { return lists(tool.pid()); })) << name;
         const std::string expected = name == "x (deleted)" ? "x" : name;
         EXPECT_TRUE(eventually([&expected] { return lists(expected); })) << name;
@@ -216,7 +225,7 @@ TEST_F(RunProcesses, ReadsNamesThatLookLikeFields)
 TEST_F(RunProcesses, NamesAProcessWhoseExecutableIsGone)
 {
     const std::string path = copy_sleep("tool");
-    running_program tool({.arguments = {path, "60"}});
+    running_program tool({.arguments = {path, "600"}});
     ASSERT_TRUE(eventually([] { return lists("tool"); }));
     std::filesystem::remove(path);
     EXPECT_EQ(names(), std::vector<std::string>{"tool"});
@@ -224,7 +233,7 @@ TEST_F(RunProcesses, NamesAProcessWhoseExecutableIsGone)
 
 TEST_F(RunProcesses, KillEndsAllAndReapsItsOwnChildren)
 {
-    running_program tree({.arguments = {"sh", "-c", "sh -c 'sleep 60; :' & sleep 60 & wait"}});
+    running_program tree({.arguments = {"sh", "-c", "sh -c 'sleep 600; :' & sleep 600 & wait"}});
     ASSERT_TRUE(eventually([] { return platform::run_processes().size() == 4; }));
     const auto members = platform::run_processes();
     platform::kill_run_processes();
@@ -239,7 +248,7 @@ TEST_F(RunProcesses, KillEndsAllAndReapsItsOwnChildren)
 TEST_F(RunProcesses, KillCatchesUpWithProcessesThatForkOnAndOn)
 {
     running_program tree(
-        {.arguments = {"sh", "-c", "trap '' TERM INT HUP; while :; do (sleep 30 &) done"}});
+        {.arguments = {"sh", "-c", "trap '' TERM INT HUP; while :; do (sleep 300 &) done"}});
     ASSERT_TRUE(eventually([] { return platform::run_processes().size() > 20; }));
     platform::kill_run_processes();
     EXPECT_TRUE(platform::run_processes().empty());
@@ -248,10 +257,10 @@ TEST_F(RunProcesses, KillCatchesUpWithProcessesThatForkOnAndOn)
 TEST_F(RunProcesses, KillSparesOtherRunsAndDetachedProcesses)
 {
     running_program other(
-        {.arguments = {"sleep", "60"}, .environment = {{"PAPERMILL_RUN_FOLDER", another_run}}});
+        {.arguments = {"sleep", "600"}, .environment = {{"PAPERMILL_RUN_FOLDER", another_run}}});
     running_program viewer(
-        {.arguments = {"sleep", "60"}, .environment = {{"PAPERMILL_DETACHED", "1"}}});
-    running_program tool({.arguments = {copy_sleep("tool"), "60"}});
+        {.arguments = {"sleep", "600"}, .environment = {{"PAPERMILL_DETACHED", "1"}}});
+    running_program tool({.arguments = {copy_sleep("tool"), "600"}});
     ASSERT_TRUE(eventually([] { return names() == std::vector<std::string>{"tool"}; }));
     platform::kill_run_processes();
     EXPECT_EQ(waitpid(other.pid(), nullptr, WNOHANG), 0);
@@ -266,7 +275,7 @@ TEST_F(RunProcesses, KillLeavesChildrenOfNoRunToBeWaitedFor)
         _exit(7);
     siginfo_t ended;
     ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
-    running_program tool({.arguments = {copy_sleep("tool"), "60"}});
+    running_program tool({.arguments = {copy_sleep("tool"), "600"}});
     ASSERT_TRUE(eventually([] { return lists("tool"); }));
     platform::kill_run_processes();
     int status = 0;

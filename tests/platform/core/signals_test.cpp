@@ -14,6 +14,8 @@ namespace {
 using namespace std::chrono_literals;
 using steady = std::chrono::steady_clock;
 
+constexpr int longest = 60000; // milliseconds of a wait that a signal ends earlier
+
 int calls;
 
 void count_call(int /*number*/)
@@ -43,9 +45,7 @@ TEST(Signals, AHandlerIsCalledAndEndsTheWait)
     EXPECT_TRUE(in_child([] {
         platform::signal(SIGUSR1, count_call);
         send_later(SIGUSR1);
-        const auto start = steady::now();
-        EXPECT_FALSE(platform::poll_or_signal(nullptr, 0, 10000));
-        EXPECT_LT(steady::now() - start, 5s);
+        EXPECT_FALSE(platform::poll_or_signal(nullptr, 0, longest));
         EXPECT_EQ(calls, 1);
         EXPECT_TRUE(platform::poll_or_signal(nullptr, 0, 0)); // told once
     }));
@@ -57,9 +57,7 @@ TEST(Signals, OneThatCameBeforeTheWaitEndsIt)
         platform::signal(SIGUSR1, count_call);
         raise(SIGUSR1);
         EXPECT_EQ(calls, 1);
-        const auto start = steady::now();
-        EXPECT_FALSE(platform::poll_or_signal(nullptr, 0, 10000));
-        EXPECT_LT(steady::now() - start, 5s);
+        EXPECT_FALSE(platform::poll_or_signal(nullptr, 0, longest));
     }));
 }
 
@@ -81,7 +79,7 @@ TEST(Signals, DescriptorsAreWaitedForToo)
         EXPECT_TRUE(platform::poll_or_signal(&watched, 1, 0));
         EXPECT_EQ(watched.revents, 0);
         ASSERT_EQ(write(ends[1], "x", 1), 1);
-        EXPECT_TRUE(platform::poll_or_signal(&watched, 1, 10000));
+        EXPECT_TRUE(platform::poll_or_signal(&watched, 1, longest));
         EXPECT_EQ(watched.revents, POLLIN);
     }));
 }
@@ -139,8 +137,6 @@ TEST(Signals, TheEndOfAChildEndsTheWait)
     EXPECT_TRUE(in_child([] {
         platform::catch_signals();
         start_child([] { usleep(50000); });
-        const auto start = steady::now();
-        EXPECT_FALSE(platform::poll_or_signal(nullptr, 0, 10000));
-        EXPECT_LT(steady::now() - start, 5s);
+        EXPECT_FALSE(platform::poll_or_signal(nullptr, 0, longest));
     }));
 }
