@@ -258,7 +258,7 @@ bool write_picture(const request &job, int pixels, const std::string &path, bool
                         static_cast<std::int16_t>(job.width)};
     std::fwrite(std::string(platform::picture_file_header, '\0').data(), 1,
                 platform::picture_file_header, file);
-    put(platform::start_of_picture(frame, job.x_resolution, job.y_resolution));
+    put(platform::start_of_picture(frame, frame, job.x_resolution, job.y_resolution));
     platform::pixel_map_writer map({frame, job.x_resolution, job.y_resolution}, put);
     std::vector<std::uint8_t> row(static_cast<std::size_t>(job.width) * 3);
     *complete = true;

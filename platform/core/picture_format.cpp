@@ -134,8 +134,8 @@ std::vector<std::uint8_t> in_bits(const std::uint8_t *pixels, std::size_t count,
 
 } // namespace
 
-std::string platform::start_of_picture(const Rect &frame, std::uint16_t x_resolution,
-                                       std::uint16_t y_resolution)
+std::string platform::start_of_picture(const Rect &frame, const Rect &clip,
+                                       std::uint16_t x_resolution, std::uint16_t y_resolution)
 {
     std::string head = picture_size(0);
     put_rect(head, frame);
@@ -150,7 +150,7 @@ std::string platform::start_of_picture(const Rect &frame, std::uint16_t x_resolu
     put32(head, 0);
     put16(head, op_clip);
     put16(head, rectangle_region);
-    put_rect(head, frame);
+    put_rect(head, clip);
     return head;
 }
 

@@ -42,7 +42,7 @@ struct picture_shape {
 
 // The head of a picture without drawings, up to and with its clipping rectangle; end_of_picture()
 // ends one.
-std::string start_of_picture(const Rect &frame, std::uint16_t x_resolution,
+std::string start_of_picture(const Rect &frame, const Rect &clip, std::uint16_t x_resolution,
                              std::uint16_t y_resolution);
 std::string end_of_picture();
 
