@@ -3,6 +3,7 @@
 #include "platform/core/run_folder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -62,8 +63,8 @@ void put(const std::string &text, std::FILE *out)
     std::fwrite(text.data(), 1, text.size(), out);
 }
 
-// A box comment of the shifted page, with the shift taken off. The box of a page without marks is
-// all zeros, whatever the shift.
+// A box comment of the shifted page, with the shift taken off; empty when it is not the device's.
+// The box of a page without marks is all zeros, whatever the shift.
 std::string without_shift(const std::string &line)
 {
     const bool fine = begins_with(line.c_str(), fine_box_comment);
@@ -72,7 +73,11 @@ std::string without_shift(const std::string &line)
     const int read = std::sscanf(line.c_str() + std::strlen(comment), "%lf %lf %lf %lf", &box[0],
                                  &box[1], &box[2], &box[3]);
     const bool blank = std::all_of(box, box + 4, [](double side) { return side == 0; });
-    if (read != 4 || blank)
+    const bool on_page =
+        std::all_of(box, box + 4, [](double side) { return std::abs(side) < 1e6; });
+    if (read != 4 || !on_page)
+        return "";
+    if (blank)
         return line;
     for (double &side : box)
         side -= page_shift;
@@ -111,28 +116,43 @@ std::string four_numbers(const char *text)
     return numbers.find_first_not_of("0123456789+-.eE \t") == std::string::npos ? numbers : "";
 }
 
-// The first declaration holds, and of those that come at the end, the last: what stands between
-// may belong to a picture within the picture.
+// The first declaration holds, and of those that come at the end, the last. Those of pictures
+// within the picture do not count; the finer box is declared in the header or promised there.
 declared_boxes read_boxes(const std::string &path)
 {
     declared_boxes found;
     bool coarse_at_end = false;
     bool fine_at_end = false;
+    bool header_begun = false; // the file may begin with something else
+    bool in_header = true;
+    int depth = 0; // of pictures within pictures
     std::FILE *file = std::fopen(path.c_str(), "re");
     if (file == nullptr)
         return found;
     std::string piece;
     bool starts_line = false;
     while (read_piece(file, &piece, &starts_line)) {
-        if (!starts_line || !is_box_comment(piece))
+        if (!starts_line)
             continue;
-        const bool fine = begins_with(piece.c_str(), fine_box_comment);
+        const char *line = piece.c_str();
+        const bool is_comment = line[0] == '%';
+        const bool is_empty = line[0] == '\n' || line[0] == '\r';
+        if (begins_with(line, "%%EndComments") || (header_begun && !is_comment && !is_empty))
+            in_header = false;
+        header_begun = header_begun || is_comment;
+        if (begins_with(line, "%%BeginDocument"))
+            ++depth;
+        else if (begins_with(line, "%%EndDocument"))
+            depth = std::max(depth - 1, 0);
+        if (depth > 0 || !is_box_comment(piece))
+            continue;
+        const bool fine = begins_with(line, fine_box_comment);
         std::string &box = fine ? found.fine : found.coarse;
         bool &at_end = fine ? fine_at_end : coarse_at_end;
-        const std::string numbers = four_numbers(piece.c_str() + piece.find(':') + 1);
+        const std::string numbers = four_numbers(line + piece.find(':') + 1);
         if (numbers.empty())
             at_end = at_end || box.empty();
-        else if (box.empty() || at_end)
+        else if (at_end || (box.empty() && (in_header || !fine)))
             box = numbers;
     }
     std::fclose(file);
@@ -168,12 +188,12 @@ bool correct_boxes(const std::string &path, const std::string &messages)
         return false;
     bool found = false;
     const bool good = rewrite(path, [&](const std::string &line, bool starts, std::FILE *out) {
-        if (starts && is_box_comment(line)) {
-            found = true;
-            put(without_shift(line), out);
-        } else {
+        const std::string box = starts && is_box_comment(line) ? without_shift(line) : "";
+        found = found || !box.empty();
+        if (box.empty())
             put(line, rest);
-        }
+        else
+            put(box, out);
     });
     std::fclose(rest);
     return good && found;
@@ -192,7 +212,8 @@ bool correct_eps(const std::string &path, const std::string &input)
             const std::string back = std::to_string(-page_shift);
             put(back + " " + back + " translate\n", out);
         } else if (!is_box_comment(line) || boxes.coarse.empty()) {
-            put(is_box_comment(line) ? without_shift(line) : line, out);
+            const std::string box = is_box_comment(line) ? without_shift(line) : "";
+            put(box.empty() ? line : box, out);
         } else if (begins_with(line.c_str(), box_comment)) {
             put(std::string(box_comment) + " " + boxes.coarse + "\n", out);
             if (!boxes.fine.empty())

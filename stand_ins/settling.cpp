@@ -21,52 +21,81 @@ namespace {
 constexpr std::size_t window_size = 65536;
 constexpr int command_not_found = 127; // a status, as shells give it
 
-// How often `text` stands in the file; counts no further than `enough`.
-int count_in_file(const std::string &path, const char *text, int enough)
+bool file_contains(const std::string &path, const char *text)
 {
     std::FILE *file = std::fopen(path.c_str(), "re");
     if (file == nullptr)
-        return 0;
+        return false;
     const std::size_t length = std::strlen(text);
     std::string window;
     std::vector<char> chunk(window_size);
-    int count = 0;
-    while (count < enough) {
+    bool found = false;
+    while (!found) {
         const std::size_t n = std::fread(chunk.data(), 1, chunk.size(), file);
         if (n == 0)
             break;
         window.append(chunk.data(), n);
-        std::size_t done = 0;
-        for (std::size_t at = window.find(text); at != std::string::npos && count < enough;
-             at = window.find(text, done)) {
-            ++count;
-            done = at + length;
-        }
+        found = window.find(text) != std::string::npos;
         // What may be the start of the text waits for the next chunk.
-        window.erase(0, std::max(done, window.size() - std::min(window.size(), length - 1)));
+        window.erase(0, window.size() - std::min(window.size(), length - 1));
     }
     std::fclose(file);
-    return count;
-}
-
-bool file_contains(const std::string &path, const char *text)
-{
-    return count_in_file(path, text, 1) > 0;
+    return found;
 }
 
 // ---- what the messages tell ----
 
-// What Ghostscript and pdftops say of a PDF file that they cannot use.
-bool needs_password(const std::string &capture)
+// The worst comes last.
+enum class trouble { none, repaired, no_pages, locked };
+
+// What is wrong with the PDF files, and the input that has the worst of it.
+struct diagnosis {
+    trouble what = trouble::none;
+    const char *input;
+};
+
+trouble trouble_in(const char *line)
 {
-    return file_contains(capture, "**** This file requires a password for access.") ||
-           file_contains(capture, "Command Line Error: Incorrect password");
+    // Of Ghostscript and of pdftops. Each begins a line.
+    constexpr struct {
+        const char *text;
+        trouble meaning;
+    } known[] = {
+        {"   **** This file requires a password for access.", trouble::locked},
+        {"Command Line Error: Incorrect password", trouble::locked},
+        {"   **** Warning: PDF document has no pages.", trouble::no_pages},
+        {"Syntax Error: Invalid page count 0", trouble::no_pages},
+        {"   **** This file had errors that were repaired", trouble::repaired},
+    };
+    for (const auto &each : known) {
+        if (std::strncmp(line, each.text, std::strlen(each.text)) == 0)
+            return each.meaning;
+    }
+    return trouble::none;
 }
 
-bool has_no_pages(const std::string &capture)
+// Reads the messages while the run's own names are still in them.
+diagnosis diagnose(const finished_run &run)
 {
-    return file_contains(capture, "**** Warning: PDF document has no pages.") ||
-           file_contains(capture, "Syntax Error: Invalid page count 0");
+    diagnosis worst = {trouble::none, run.inputs[0]};
+    std::FILE *file = std::fopen(run.capture.c_str(), "re");
+    if (file == nullptr)
+        return worst;
+    const char *input = run.inputs[0];
+    std::vector<char> line(window_size);
+    while (std::fgets(line.data(), static_cast<int>(line.size()), file) != nullptr) {
+        // gs.script announces each of several inputs.
+        unsigned number = 0;
+        char colon = 0;
+        if (std::sscanf(line.data(), "papermill-in-%5u%c", &number, &colon) == 2 && colon == ':' &&
+            number > 0 && number <= run.inputs.size())
+            input = run.inputs[number - 1];
+        const trouble found = trouble_in(line.data());
+        if (found > worst.what)
+            worst = {found, input};
+    }
+    std::fclose(file);
+    return worst;
 }
 
 // True when Ghostscript's messages tell of an error that its status does not. What a document
@@ -74,17 +103,7 @@ bool has_no_pages(const std::string &capture)
 bool tells_of_error(const std::string &capture)
 {
     return file_contains(capture, "   **** Error") || file_contains(capture, "ERROR: ioerror") ||
-           file_contains(capture, "Error: /ioerror") || needs_password(capture) ||
-           has_no_pages(capture);
-}
-
-// The input that the messages are about: Ghostscript announces the pages of each that it opens, and
-// stops at the first that it cannot use.
-const char *blamed_input(const finished_run &run)
-{
-    const int last = static_cast<int>(run.inputs.size()) - 1;
-    return run.inputs[static_cast<std::size_t>(
-        count_in_file(run.capture, "Processing pages 1 through ", last))];
+           file_contains(capture, "Error: /ioerror");
 }
 
 // The user's own file, when the input is a copy that was prepared from it.
@@ -95,20 +114,20 @@ const char *users_name(const char *input)
 }
 
 // Says in plain words what the tools said in theirs.
-void tell_cause(const finished_run &run, bool good)
+void tell_cause(const finished_run &run, const diagnosis &found, bool good)
 {
-    const char *input = users_name(blamed_input(run));
-    if (needs_password(run.capture))
+    const char *input = users_name(found.input);
+    if (found.what == trouble::locked)
         complain("%s: the file is encrypted; it opens with its password only.", input);
-    else if (has_no_pages(run.capture))
+    else if (found.what == trouble::no_pages)
         complain("%s: the PDF file has no pages.", input);
     else if (run.status == 128 + SIGXFSZ)
         complain("%s: a page is too large for a picture at this resolution.", input);
     else if (run.status == 0 && !good && run.kind == "txt")
         complain("%s: there is no text in it.", input);
-    else if (good && file_contains(run.capture, "**** This file had errors that were repaired"))
+    else if (good && found.what == trouble::repaired)
         complain("%s: the file was damaged and has been repaired; something may be missing.",
-                 run.inputs.size() == 1 ? input : run.output);
+                 input);
 }
 
 // ---- the user's names ----
@@ -234,12 +253,13 @@ int settle(const finished_run &run)
     if (run.kind == "bbox" && run.status != 0)
         correct_boxes(result, run.capture);
 
+    const diagnosis found = diagnose(run);
     name_users_files(run.capture, names_of(run, name));
     // From here on, this program's own messages follow the tools'.
     if (std::freopen(run.capture.c_str(), "ae", stderr) == nullptr)
         errno = 0; // told to nobody then
     bool good = false;
-    if (run.status == 0 && !tells_of_error(run.capture)) {
+    if (run.status == 0 && found.what <= trouble::repaired && !tells_of_error(run.capture)) {
         const std::string destination = link_target(run.folder + "/" + destination_link);
         if (by_pages)
             good = place_pages(run, result, destination);
@@ -247,7 +267,7 @@ int settle(const finished_run &run)
             good = is_sound(run.kind, result) && correct(run, result) &&
                    put_result(result, destination, run.output);
     }
-    tell_cause(run, good);
+    tell_cause(run, found, good);
     std::fflush(stderr);
     platform::remove_unfinished_output(run.folder);
     write_status(run, good || run.status != 0

@@ -4,8 +4,9 @@
 
 #include <string>
 
-// True for an ordinary file of that kind (pdf, ps, eps, dsc, txt, bbox, pnm, tiff, pict) that looks
-// whole from its head to its end. A kind that is not in the list is sound when it is not empty.
+// True for an ordinary file of that kind (pdf, ps, eps, dsc, txt, pnm, tiff, pict) that looks whole
+// from its head to its end; text is sound when there is more than blanks in it. Any other kind is
+// when it is not empty.
 bool is_sound(const std::string &kind, const std::string &path);
 
 #endif

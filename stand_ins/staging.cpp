@@ -21,6 +21,21 @@ std::string read_part(int file, off_t from, std::size_t size)
     return bytes;
 }
 
+// Where the file ends without the zeros that fill up a block.
+off_t end_without_padding(int file, off_t size)
+{
+    constexpr off_t step = 4096;
+    while (size > 0) {
+        const off_t from = size > step ? size - step : 0;
+        const std::string part = read_part(file, from, static_cast<std::size_t>(size - from));
+        const std::size_t last = part.find_last_not_of('\0');
+        if (last != std::string::npos)
+            return from + static_cast<off_t>(last) + 1;
+        size = from;
+    }
+    return 0;
+}
+
 // The head must say what it is, and the end must be there: Ghostscript mends a file that was cut
 // off, quietly and with a status of 0, and what was cut off is missing.
 bool is_whole_pdf(int file, off_t size, const char *input)
@@ -31,7 +46,8 @@ bool is_whole_pdf(int file, off_t size, const char *input)
         complain("%s: this is no PDF file.", input);
         return false;
     }
-    const off_t tail = size > tail_size ? size - tail_size : 0;
+    const off_t end = end_without_padding(file, size);
+    const off_t tail = end > tail_size ? end - tail_size : 0;
     if (read_part(file, tail, tail_size).find("startxref") == std::string::npos) {
         complain("%s: the PDF file is damaged: its end is missing.", input);
         return false;

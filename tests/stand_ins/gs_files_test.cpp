@@ -65,12 +65,21 @@ protected:
 
     program_result stage(const std::string &in, const std::string &out) const
     {
-        return run_program(call({"stage", in, out}));
+        return run_program(call({"stage", "any", out, in}));
     }
 
     program_result settle(int status, const std::string &kind = "pdf") const
     {
-        return run_program(call({"settle", std::to_string(status), kind, input, output, capture}));
+        return run_program(call({"settle", std::to_string(status), kind, capture, output, input}));
+    }
+
+    // For another stage in the same folder.
+    void unlink_all() const
+    {
+        for (const std::string &name : names_in(run)) {
+            if (name != "tmp")
+                std::filesystem::remove_all(run + "/" + name);
+        }
     }
 
     // A staged run whose tool has left this result and said this.
@@ -169,7 +178,8 @@ TEST_F(GsFiles, AStageThatIsKilledCanBeClearedUp)
             setenv("PAPERMILL_RUN_FOLDER", run.c_str(), 1);
             setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // a search that needs ptrace itself
             ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-            execl(program.c_str(), "gs_files", "stage", input.c_str(), output.c_str(), nullptr);
+            execl(program.c_str(), "gs_files", "stage", "any", output.c_str(), input.c_str(),
+                  nullptr);
         });
         at_name = kill_at_name(child, killed + 1);
         if (at_name)
@@ -196,8 +206,7 @@ TEST_F(GsFiles, AnyNameCanBeStagedAndSettled)
         std::filesystem::remove(input);
         std::filesystem::remove(output);
         EXPECT_EQ(users.names(), names{"in.ps"}) << name;
-        for (const char *link : {"/papermill-in", "/papermill-out", "/papermill-to"})
-            std::filesystem::remove(run + link);
+        unlink_all();
     }
 }
 
@@ -240,7 +249,7 @@ TEST_F(GsFiles, WhatIsNoFileIsNoInput)
 TEST_F(GsFiles, AnInputThatCannotBeReadIsTold)
 {
     ASSERT_EQ(chmod(input.c_str(), 0), 0);
-    expect_refused(run_program(call_without_rights({"stage", input, output})), 66,
+    expect_refused(run_program(call_without_rights({"stage", "any", output, input})), 66,
                    input + ": the file can't be read: Permission denied.\n");
 }
 
@@ -271,7 +280,8 @@ TEST_F(GsFiles, AnOutputInALockedFolderIsRefused)
 {
     const std::string locked = users.make_folder("locked");
     ASSERT_EQ(chmod(locked.c_str(), 0555), 0);
-    expect_refused(run_program(call_without_rights({"stage", input, locked + "/out.pdf"})), 73,
+    expect_refused(run_program(call_without_rights({"stage", "any", locked + "/out.pdf", input})),
+                   73,
                    locked + "/out.pdf: nothing can be written into the folder " + locked +
                        ": Permission denied.\n");
 }
@@ -280,23 +290,156 @@ TEST_F(GsFiles, AReadOnlyFileIsNotReplaced)
 {
     users.write("out.pdf", "older");
     ASSERT_EQ(chmod(output.c_str(), 0444), 0);
-    expect_refused(run_program(call_without_rights({"stage", input, output})), 73,
+    expect_refused(run_program(call_without_rights({"stage", "any", output, input})), 73,
                    output + ": the file can't be replaced: Permission denied.\n");
     EXPECT_EQ(read_file(output), "older");
 }
 
 TEST_F(GsFiles, WithoutARunFolderNothingIsDone)
 {
-    program_call outside = call({"stage", input, output});
+    program_call outside = call({"stage", "any", output, input});
     outside.environment["PAPERMILL_RUN_FOLDER"] = std::nullopt;
     const program_result result = run_program(outside);
     EXPECT_EQ(result.status, 64);
     EXPECT_EQ(result.err,
               "gs_files: called by gs.script alone, with a run's folder in the environment.\n");
-    for (const names &odd : {names{}, names{"stage"}, names{"stage", input}, names{"confine"},
-                             names{"settle", "0", "pdf", input, output}, names{"other", "x", "y"}})
+    for (const names &odd :
+         {names{}, names{"stage"}, names{"stage", "any"}, names{"stage", "any", output},
+          names{"confine"}, names{"limit", "1"}, names{"limit", "1", "confine"},
+          names{"settle", "0", "pdf", capture, output}, names{"other", "x", "y"}})
         EXPECT_EQ(run_program(call(odd)).status, 64);
     EXPECT_EQ(users.names(), names{"in.ps"});
+}
+
+// ---- stage: several inputs, PDF files ----
+
+namespace {
+
+class GsFilesInputs : public GsFiles {
+protected:
+    GsFilesInputs()
+    {
+        std::filesystem::remove(input);
+    }
+
+    void make_inputs(int count)
+    {
+        for (int i = 1; i <= count; ++i)
+            inputs.push_back(users.write("doc" + std::to_string(i) + ".pdf", whole_pdf));
+    }
+
+    program_result stage_all(const std::string &kind = "pdf") const
+    {
+        names words = {"stage", kind, output};
+        words.insert(words.end(), inputs.begin(), inputs.end());
+        return run_program(call(words));
+    }
+
+    program_result settle_all(int status, const std::string &said) const
+    {
+        write_file(run + "/papermill-out/result.pdf", sound_pdf);
+        write_file(capture, said);
+        names words = {"settle", std::to_string(status), "pdf", capture, output};
+        words.insert(words.end(), inputs.begin(), inputs.end());
+        return run_program(call(words));
+    }
+
+    // A stage of the PDF file alone.
+    program_result stage_pdf(const std::string &bytes)
+    {
+        unlink_all();
+        inputs = {users.write("doc.pdf", bytes)};
+        return stage_all();
+    }
+
+    names inputs;
+    const std::string whole_pdf = "%PDF-1.7\nbody\nstartxref\n9\n%%EOF\n";
+};
+
+} // namespace
+
+TEST_F(GsFilesInputs, SeveralInputsAreNumbered)
+{
+    make_inputs(11);
+    EXPECT_EQ(stage_all().err, "");
+    EXPECT_FALSE(file_exists(run + "/papermill-in"));
+    for (int i = 1; i <= 11; ++i)
+        EXPECT_EQ(link_target("papermill-in-" + std::to_string(i)),
+                  users / ("doc" + std::to_string(i) + ".pdf"));
+    EXPECT_FALSE(file_exists(run + "/papermill-in-0"));
+    EXPECT_FALSE(file_exists(run + "/papermill-in-12"));
+}
+
+TEST_F(GsFilesInputs, OneInputOfSeveralMayStandTwice)
+{
+    make_inputs(1);
+    inputs.push_back(inputs[0]);
+    EXPECT_EQ(stage_all().status, 0);
+    EXPECT_EQ(link_target("papermill-in-2"), inputs[0]);
+}
+
+TEST_F(GsFilesInputs, AnyNamesAreStagedTogether)
+{
+    for (const std::string &name : hostile_names())
+        inputs.push_back(users.write(name, whole_pdf));
+    EXPECT_EQ(stage_all().err, "");
+    for (std::size_t i = 0; i < inputs.size(); ++i)
+        EXPECT_EQ(link_target("papermill-in-" + std::to_string(i + 1)), inputs[i]);
+}
+
+TEST_F(GsFilesInputs, AllMustBeGood)
+{
+    make_inputs(2);
+    inputs.push_back(users / "missing.pdf");
+    expect_refused(stage_all(), 66, users / "missing.pdf" + ": File not found!\n");
+    inputs[1] = users.write("empty.pdf", "");
+    expect_refused(stage_all(), 66, users / "empty.pdf" + ": the file is empty.\n");
+    EXPECT_EQ(names_in(run), names{"tmp"});
+}
+
+TEST_F(GsFilesInputs, MessagesNameEachOfThem)
+{
+    make_inputs(12);
+    ASSERT_EQ(stage_all().status, 0);
+    settle_all(1, "papermill-in-1 papermill-in-2 papermill-in-10 papermill-in-11 papermill-in-12 "
+                  "papermill-in-1papermill-in-1: papermill-out/result.pdf\n");
+    EXPECT_EQ(read_file(capture), inputs[0] + " " + inputs[1] + " " + inputs[9] + " " + inputs[10] +
+                                      " " + inputs[11] + " " + inputs[0] + inputs[0] + ": " +
+                                      output + "\n");
+}
+
+TEST_F(GsFilesInputs, WhatHasNoHeadIsNoPdfFile)
+{
+    const std::string message = users / "doc.pdf" + ": this is no PDF file.\n";
+    expect_refused(stage_pdf("%!PS\nstartxref\n9\n%%EOF\n"), 66, message);
+    expect_refused(stage_pdf("%PDF"), 66, message);
+    expect_refused(stage_pdf(std::string(1020, ' ') + whole_pdf), 66, message); // cut by the limit
+    expect_refused(stage_pdf(std::string(5000, 'x')), 66, message);
+    EXPECT_EQ(stage_all("any").status, 0); // where anything is taken
+}
+
+TEST_F(GsFilesInputs, WhatHasNoEndIsADamagedPdfFile)
+{
+    const std::string message =
+        users / "doc.pdf" + ": the PDF file is damaged: its end is missing.\n";
+    expect_refused(stage_pdf("%PDF-1.7\n"), 66, message);
+    expect_refused(stage_pdf(whole_pdf.substr(0, whole_pdf.find("xref"))), 66, message);
+    // The end of an older state of the file is not its end.
+    expect_refused(stage_pdf(whole_pdf + std::string(3000, 'x')), 66, message);
+    expect_refused(stage_pdf("%PDF-1.7\n" + std::string(9000, '\0')), 66, message);
+}
+
+TEST_F(GsFilesInputs, APdfFileMayHaveSomethingAroundIt)
+{
+    for (const std::string &bytes :
+         {whole_pdf, std::string(1019, ' ') + whole_pdf, "junk\n" + whole_pdf,
+          whole_pdf + std::string(2000, 'x'), whole_pdf + std::string(100000, '\0'),
+          whole_pdf + "\r\n\x1A" + std::string(4094, '\0'),
+          whole_pdf.substr(0, 9) + std::string(100000, 'x') + whole_pdf.substr(9)}) {
+        const program_result result = stage_pdf(bytes);
+        EXPECT_EQ(result.status, 0) << bytes.size();
+        EXPECT_EQ(result.err, "");
+    }
 }
 
 // ---- settle ----
@@ -322,9 +465,7 @@ TEST_F(GsFiles, AnOlderFileIsReplacedAndItsPermissionsKept)
         EXPECT_EQ(settle(0).status, 0);
         EXPECT_EQ(read_file(output), sound_pdf);
         EXPECT_EQ(mode_of(output), mode);
-        std::filesystem::remove(run + "/papermill-in");
-        std::filesystem::remove(run + "/papermill-out");
-        std::filesystem::remove(run + "/papermill-to");
+        unlink_all();
     }
 }
 
@@ -383,17 +524,17 @@ TEST_F(GsFiles, AFailedToolsResultIsThrownAway)
     for (const int status : {1, 2, 127, 137, 255}) {
         after_tool(sound_pdf, "it failed\n");
         EXPECT_EQ(settle(status).status, status);
-        EXPECT_EQ(ending(), std::to_string(status) + " done\n");
+        // A shell's word for a tool that could not be started.
+        EXPECT_EQ(ending(), std::to_string(status) + (status == 127 ? " missing\n" : " done\n"));
         EXPECT_EQ(read_file(output), "older");
         EXPECT_EQ(users.names(), (names{"in.ps", "out.pdf"}));
-        for (const char *link : {"/papermill-in", "/papermill-out", "/papermill-to"})
-            std::filesystem::remove(run + link);
+        unlink_all();
     }
 }
 
 namespace {
 
-struct bad_result {
+struct tool_result {
     const char *kind;
     std::string result, said;
 };
@@ -411,7 +552,7 @@ TEST_F(GsFiles, WhatADocumentSaysOfErrorsIsNoError)
 TEST_F(GsFiles, AnUnusableResultLeavesTheOlderFile)
 {
     const std::string pixels(3 * 4 * 5, 'p');
-    const bad_result bad[] = {
+    const tool_result bad[] = {
         {"pdf", "", ""},
         {"pdf", "%PDF-1.7\ncut sho", ""},
         {"pdf", "no pdf\n%%EOF\n", ""},
@@ -429,8 +570,17 @@ TEST_F(GsFiles, AnUnusableResultLeavesTheOlderFile)
         {"pnm", "P6\n4000000000 4000000000\n255\n" + pixels, ""},
         {"pnm", "P6\n99999999999999999999999 1\n255\n" + pixels, ""},
         {"pnm", "P6\n4 5", ""},
+        {"pdf", sound_pdf, "GPL Ghostscript:\n   **** This file requires a password for access.\n"},
+        {"pdf", sound_pdf, "\n   **** Warning: PDF document has no pages.\n"},
+        {"ps", "%!PS-Adobe-3.0\n%%Trailer\n", ""},
+        {"eps", "%!PS-Adobe-3.0 EPSF-3.0\n%%Trailer\n", ""},
+        {"dsc", "%!PS-Adobe-3.0\n%%Pages: 0\n%%EndComments\n%%EOF", ""},
+        {"txt", " \n\f", ""},
+        {"bbox", "", ""},
+        {"bbox", "Page 1\n", ""},
+        {"pict", std::string(600, '\0'), ""},
     };
-    for (const bad_result &each : bad) {
+    for (const tool_result &each : bad) {
         SCOPED_TRACE(each.result.substr(0, 40) + each.said.substr(0, 40));
         users.write("out.pdf", "older");
         after_tool(each.result, each.said, each.kind);
@@ -438,8 +588,27 @@ TEST_F(GsFiles, AnUnusableResultLeavesTheOlderFile)
         EXPECT_EQ(ending(), "0 unusable\n");
         EXPECT_EQ(read_file(output), "older");
         EXPECT_EQ(users.names(), (names{"in.ps", "out.pdf"}));
-        for (const char *link : {"/papermill-in", "/papermill-out", "/papermill-to"})
-            std::filesystem::remove(run + link);
+        unlink_all();
+    }
+}
+
+TEST_F(GsFiles, EveryKindOfResultIsTaken)
+{
+    const tool_result good[] = {
+        {"ps", "%!PS-Adobe-3.0\n%%EOF\n", ""},
+        {"eps", "%!PS-Adobe-3.0 EPSF-3.0\n%%EOF\n", ""},
+        {"dsc", "%!PS-Adobe-3.0\n%%Pages: 10\n%%EOF", ""},
+        {"txt", "\n a word\n\f", ""},
+        {"bbox", "%%BoundingBox: 0 0 0 0\n", ""},
+        {"pict", std::string(522, '\0') + std::string("\0\x11\x02\xFF\0\xFF", 6), ""},
+    };
+    for (const tool_result &each : good) {
+        after_tool(each.result, "", each.kind);
+        EXPECT_EQ(settle(0, each.kind).status, 0);
+        EXPECT_EQ(ending(), "0 done\n") << each.kind;
+        EXPECT_EQ(read_file(output), each.result);
+        EXPECT_EQ(read_file(capture), "");
+        unlink_all();
     }
 }
 
@@ -462,8 +631,7 @@ TEST_F(GsFiles, APictureIsMeasuredByItsHeader)
         EXPECT_EQ(settle(0, "pnm").status, 0);
         EXPECT_EQ(ending(), "0 done\n") << header;
         EXPECT_EQ(read_file(output), header + pixels);
-        for (const char *link : {"/papermill-in", "/papermill-out", "/papermill-to"})
-            std::filesystem::remove(run + link);
+        unlink_all();
     }
 }
 
@@ -496,7 +664,7 @@ TEST_F(GsFiles, MessagesNameTheUsersFiles)
 TEST_F(GsFiles, MessagesNameTheFileThatACopyWasMadeOf)
 {
     after_tool(sound_pdf, "papermill-in: read\n");
-    program_call prepared = call({"settle", "0", "pdf", input, output, capture});
+    program_call prepared = call({"settle", "0", "pdf", capture, output, input});
     prepared.environment["PAPERMILL_PREPARED_FROM"] = "/home/user/figure.eps";
     EXPECT_EQ(run_program(prepared).status, 0);
     EXPECT_EQ(read_file(capture), "/home/user/figure.eps: read\n");
@@ -535,6 +703,300 @@ TEST_F(GsFiles, AFolderThatWasLockedMeanwhileIsTold)
     EXPECT_EQ(read_file(capture).find("done\n" + output + ": the result can't be put there: "), 0U);
     EXPECT_FALSE(file_exists(unfinished));
     EXPECT_TRUE(std::filesystem::is_directory(output));
+}
+
+// ---- settle: a file for each page ----
+
+namespace {
+
+// The least that makes a TIFF file: one strip of a byte.
+std::string page_tiff(char pixel)
+{
+    return std::string("II*\0\x0A\0\0\0", 8) + pixel + '\0' + std::string("\2\0", 2) +
+           std::string("\x11\1\4\0\1\0\0\0\x08\0\0\0", 12) +
+           std::string("\x17\1\4\0\1\0\0\0\1\0\0\0", 12) + std::string(4, '\0');
+}
+
+class GsFilesPages : public GsFiles {
+protected:
+    GsFilesPages()
+    {
+        output = users / "page-%d.tiff";
+    }
+
+    // A staged run that has left these pages.
+    void after_pages(const names &pages) const
+    {
+        unlink_all();
+        ASSERT_EQ(stage(input, output).status, 0);
+        for (std::size_t i = 0; i < pages.size(); ++i)
+            write_file(run + "/papermill-out/result-" + std::to_string(i + 1) + ".tiff", pages[i]);
+        write_file(capture, "");
+    }
+
+    const std::string red = page_tiff('r'), green = page_tiff('g'), blue = page_tiff('b');
+};
+
+} // namespace
+
+TEST_F(GsFilesPages, ArePutIntoTheirPlacesFromOneOn)
+{
+    names pages(11, green);
+    pages[0] = red;
+    pages[10] = blue;
+    after_pages(pages);
+    EXPECT_EQ(settle(0, "tiff").status, 0);
+    EXPECT_EQ(ending(), "0 done\n");
+    EXPECT_EQ(users.names().size(), 12U);
+    EXPECT_EQ(read_file(users / "page-1.tiff"), red);
+    EXPECT_EQ(read_file(users / "page-2.tiff"), green);
+    EXPECT_EQ(read_file(users / "page-11.tiff"), blue);
+    EXPECT_EQ(read_file(capture), "");
+}
+
+TEST_F(GsFilesPages, AreNumberedAtTheLastPlaceForIt)
+{
+    users.make_folder("%d");
+    output = users / "%d/50%d of %s-%d-%dx.tiff";
+    after_pages({red, blue});
+    EXPECT_EQ(settle(0, "tiff").status, 0);
+    EXPECT_EQ(names_in(users / "%d"), (names{"50%d of %s-%d-1x.tiff", "50%d of %s-%d-2x.tiff"}));
+}
+
+TEST_F(GsFilesPages, AreNotMovedUnlessAllAreSound)
+{
+    users.write("page-1.tiff", "older");
+    after_pages({red, green, blue.substr(0, blue.size() - 8)});
+    EXPECT_EQ(settle(0, "tiff").status, 0);
+    EXPECT_EQ(ending(), "0 unusable\n");
+    EXPECT_EQ(read_file(users / "page-1.tiff"), "older");
+    EXPECT_EQ(users.names(), (names{"in.ps", "page-1.tiff"}));
+}
+
+TEST_F(GsFilesPages, AreNotMovedAfterAnError)
+{
+    after_pages({red});
+    EXPECT_EQ(settle(1, "tiff").status, 1);
+    EXPECT_EQ(users.names(), names{"in.ps"});
+    after_pages({red});
+    write_file(capture, "Error: /ioerror in --showpage--\n");
+    EXPECT_EQ(settle(0, "tiff").status, 0);
+    EXPECT_EQ(ending(), "0 unusable\n");
+    EXPECT_EQ(users.names(), names{"in.ps"});
+}
+
+TEST_F(GsFilesPages, AreMissingWhenThereIsNone)
+{
+    after_pages({});
+    EXPECT_EQ(settle(0, "tiff").status, 0);
+    EXPECT_EQ(ending(), "0 unusable\n");
+    EXPECT_EQ(users.names(), names{"in.ps"});
+}
+
+TEST_F(GsFilesPages, AreWrittenThroughLinks)
+{
+    users.make_folder("real");
+    users.write("real/first.tiff", "older");
+    ASSERT_EQ(symlink("real/first.tiff", (users / "page-1.tiff").c_str()), 0);
+    ASSERT_EQ(symlink("real/second.tiff", (users / "page-2.tiff").c_str()), 0);
+    ASSERT_EQ(chmod((users / "real/first.tiff").c_str(), 0600), 0);
+    after_pages({red, green, blue});
+    EXPECT_EQ(settle(0, "tiff").status, 0);
+    EXPECT_EQ(read_file(users / "real/first.tiff"), red);
+    EXPECT_EQ(mode_of(users / "real/first.tiff"), 0600U);
+    EXPECT_EQ(read_file(users / "real/second.tiff"), green);
+    EXPECT_TRUE(std::filesystem::is_symlink(users / "page-1.tiff"));
+    EXPECT_TRUE(std::filesystem::is_symlink(users / "page-2.tiff"));
+    EXPECT_EQ(read_file(users / "page-3.tiff"), blue);
+}
+
+TEST_F(GsFilesPages, ThatCannotBePutThereAreNamed)
+{
+    users.make_folder("page-2.tiff");
+    after_pages({red, green, blue});
+    EXPECT_EQ(settle(0, "tiff").status, 0);
+    EXPECT_EQ(ending(), "0 unusable\n");
+    EXPECT_EQ(read_file(capture),
+              users / "page-2.tiff" + ": the result can't be put there: Is a directory.\n");
+    EXPECT_FALSE(file_exists(users / "page-3.tiff"));
+}
+
+TEST_F(GsFilesPages, AreNamedInMessages)
+{
+    after_pages({red});
+    write_file(capture, "papermill-out/result-%d.tiff\n");
+    settle(0, "tiff");
+    EXPECT_EQ(read_file(capture), output + "\n");
+}
+
+// ---- settle: boxes ----
+
+TEST_F(GsFiles, BoxesAreApartFromMessages)
+{
+    after_tool("a warning\n%%BoundingBox: 3010 3020 3110 3220\n", "said before\n", "bbox");
+    EXPECT_EQ(settle(0, "bbox").status, 0);
+    EXPECT_EQ(ending(), "0 done\n");
+    EXPECT_EQ(read_file(output), "%%BoundingBox: 10 20 110 220\n");
+    EXPECT_EQ(read_file(capture), "said before\na warning\n");
+}
+
+TEST_F(GsFiles, WhatAFailedMeasurementSaidIsAMessage)
+{
+    after_tool("%%BoundingBox: 3010 3020 3110 3220\nGhostscript about papermill-in\n", "", "bbox");
+    EXPECT_EQ(settle(1, "bbox").status, 1);
+    EXPECT_EQ(ending(), "1 done\n");
+    EXPECT_EQ(read_file(capture), "Ghostscript about " + input + "\n");
+    EXPECT_EQ(users.names(), names{"in.ps"});
+}
+
+// ---- settle: what it says ----
+
+namespace {
+
+// What Ghostscript and pdftops say.
+const std::string locked = "GPL Ghostscript 10.00.0: \n"
+                           "   **** This file requires a password for access.\n"
+                           "Error: /unknownerror in --runpdf--\n";
+const std::string no_pages = "\n   **** Warning: PDF document has no pages.\n"
+                             "   No pages will be processed (FirstPage > LastPage).\n";
+const std::string repaired = "\nThe following errors were encountered at least once while "
+                             "processing this file:\n\tstartxref offset invalid\n\n"
+                             "   **** This file had errors that were repaired or ignored.\n";
+
+const std::string locked_message = ": the file is encrypted; it opens with its password only.\n";
+const std::string no_pages_message = ": the PDF file has no pages.\n";
+const std::string repaired_message =
+    ": the file was damaged and has been repaired; something may be missing.\n";
+
+} // namespace
+
+TEST_F(GsFiles, TheCauseIsToldInClearWords)
+{
+    const struct {
+        std::string said;
+        int status;
+        std::string message, ending;
+    } causes[] = {
+        {locked, 1, locked_message, "1 done\n"},
+        {"Command Line Error: Incorrect password\n", 1, locked_message, "1 done\n"},
+        {no_pages, 0, no_pages_message, "0 unusable\n"},
+        {"Syntax Error: Invalid page count 0\nCommand Line Error: Wrong page range given\n", 99,
+         no_pages_message, "99 done\n"},
+        {repaired, 0, repaired_message, "0 done\n"},
+        {"", 153, ": a page is too large for a picture at this resolution.\n", "153 done\n"},
+    };
+    for (const auto &each : causes) {
+        after_tool(sound_pdf, each.said);
+        EXPECT_EQ(settle(each.status).status, each.status);
+        EXPECT_EQ(read_file(capture), each.said + input + each.message);
+        EXPECT_EQ(ending(), each.ending);
+        EXPECT_EQ(std::filesystem::remove(output), each.ending == "0 done\n");
+        unlink_all();
+    }
+}
+
+TEST_F(GsFiles, ARepairThatLedToNothingIsNotTold)
+{
+    after_tool("", repaired);
+    EXPECT_EQ(settle(0).status, 0);
+    EXPECT_EQ(read_file(capture), repaired);
+    unlink_all();
+    after_tool(sound_pdf, repaired);
+    EXPECT_EQ(settle(1).status, 1);
+    EXPECT_EQ(read_file(capture), repaired);
+}
+
+TEST_F(GsFiles, TheWorstCauseIsTold)
+{
+    after_tool(sound_pdf, repaired + no_pages + locked + repaired + no_pages);
+    settle(1);
+    EXPECT_NE(read_file(capture).find(input + locked_message), std::string::npos);
+    EXPECT_EQ(read_file(capture).find(no_pages_message), std::string::npos);
+    EXPECT_EQ(read_file(capture).find(repaired_message), std::string::npos);
+}
+
+TEST_F(GsFiles, ADocumentWithoutTextIsTold)
+{
+    after_tool("\n\f", "", "txt");
+    EXPECT_EQ(settle(0, "txt").status, 0);
+    EXPECT_EQ(ending(), "0 unusable\n");
+    EXPECT_EQ(read_file(capture), input + ": there is no text in it.\n");
+    unlink_all();
+    after_tool("\n\f", "", "txt");
+    settle(1, "txt"); // nobody knows
+    EXPECT_EQ(read_file(capture), "");
+}
+
+TEST_F(GsFiles, TheCauseNamesTheFileThatACopyWasMadeOf)
+{
+    after_tool(sound_pdf, locked);
+    program_call prepared = call({"settle", "1", "pdf", capture, output, input});
+    prepared.environment["PAPERMILL_PREPARED_FROM"] = "/home/user/figure.eps";
+    run_program(prepared);
+    EXPECT_EQ(read_file(capture), locked + "/home/user/figure.eps" + locked_message);
+}
+
+TEST_F(GsFilesInputs, TheFileThatIsToBlameIsNamed)
+{
+    make_inputs(12);
+    const auto announced = [](int number) {
+        return "papermill-in-" + std::to_string(number) + ":\n";
+    };
+    const struct {
+        std::string said, blamed, message;
+        int status;
+    } causes[] = {
+        {announced(1) + locked, inputs[0], locked_message, 1},
+        {announced(1) + "Processing pages 1 through 3.\n" + announced(2) + locked, inputs[1],
+         locked_message, 1},
+        {announced(1) + announced(10) + locked, inputs[9], locked_message, 1},
+        {announced(1) + announced(2) + no_pages + announced(12) + "Page 1\n", inputs[1],
+         no_pages_message, 0},
+        {announced(1) + announced(11) + no_pages + announced(12) + no_pages, inputs[10],
+         no_pages_message, 0},
+        {announced(1) + announced(2) + repaired + announced(3), inputs[1], repaired_message, 0},
+        {announced(1) + repaired + announced(2) + no_pages + announced(3), inputs[1],
+         no_pages_message, 0},
+        {announced(1) + "papermill-in-13:\npapermill-in-0:\npapermill-in-2\n" + locked, inputs[0],
+         locked_message, 1},
+        {locked, inputs[0], locked_message, 1},
+    };
+    for (const auto &each : causes) {
+        ASSERT_EQ(stage_all().status, 0);
+        settle_all(each.status, each.said);
+        const std::string shown = read_file(capture);
+        const std::string last = each.blamed + each.message;
+        ASSERT_GE(shown.size(), last.size());
+        EXPECT_EQ(shown.substr(shown.size() - last.size()), last) << each.said;
+        unlink_all();
+    }
+}
+
+// ---- limit ----
+
+TEST_F(GsFiles, NoFileBecomesLargerThanTheLimit)
+{
+    ASSERT_EQ(stage(input, output).status, 0);
+    const auto write_bytes = [&](int count) {
+        program_call limited =
+            call({"limit", "10", "confine", "dd", "if=/dev/zero", "status=none",
+                  "of=papermill-out/result", "bs=1", "count=" + std::to_string(count)});
+        limited.folder = run;
+        return run_program(limited);
+    };
+    EXPECT_EQ(write_bytes(10240).status, 0);
+    EXPECT_EQ(std::filesystem::file_size(run + "/papermill-out/result"), 10240U);
+    EXPECT_EQ(write_bytes(10241).signal, SIGXFSZ);
+    EXPECT_EQ(std::filesystem::file_size(run + "/papermill-out/result"), 10240U);
+}
+
+TEST_F(GsFiles, TheLimitDoesNotLiftAnother)
+{
+    program_call limited = call({"limit", "100", "confine", "sh", "-c", "ulimit -f"});
+    EXPECT_EQ(run_program(limited).out, "200\n"); // in blocks of 512 bytes
+    limited.arguments.insert(limited.arguments.begin(),
+                             {"sh", "-c", "ulimit -f 10; exec \"$@\"", "sh"});
+    EXPECT_EQ(run_program(limited).out, "10\n");
 }
 
 // ---- confine ----
