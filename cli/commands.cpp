@@ -8,6 +8,7 @@
 #include "engine/eps_extraction.h"
 #include "engine/pdf_conversions.h"
 #include "engine/pdf_merge.h"
+#include "engine/pict_output.h"
 #include "engine/tiff_output.h"
 #include "engine/tool_environment.h"
 #include "engine/tool_launcher.h"
@@ -163,6 +164,27 @@ int ps2tiff(const cli_request &request)
 {
     if (has_folder(request.words))
         do_ps2tiff(absolute(request.words[0]).c_str());
+    return outcome();
+}
+
+int eps2pict(const cli_request &request)
+{
+    if (take_files(request, ".pict"))
+        epstopict(in_file, out_file);
+    return outcome();
+}
+
+int pdf2pict(const cli_request &request)
+{
+    if (take_files(request, ".pict"))
+        do_pdf2pict(nullptr, out_file);
+    return outcome();
+}
+
+int ps2pict(const cli_request &request)
+{
+    if (has_folder(request.words))
+        do_ps2pict(absolute(request.words[0]).c_str(), nullptr);
     return outcome();
 }
 
@@ -336,6 +358,8 @@ constexpr cli_argument text_output = {"OUT", "the text; without it, IN's name wi
                                       false};
 constexpr cli_argument tiff_output = {"OUT", "the image; without it, IN's name with .tiff", false,
                                       false};
+constexpr cli_argument picture_output = {"OUT", "the picture; without it, IN's name with .pict",
+                                         false, false};
 constexpr cli_argument any_output = {"OUT", "the file to write", true, false};
 constexpr cli_argument key = {"KEY", "the setting's name", true, false};
 
@@ -369,6 +393,11 @@ const std::vector<cli_command> cli_commands = {
     conversion("eps2tiff", "EPS to TIFF", {eps_input, tiff_output}, eps2tiff),
     conversion("ps2tiff", "PostScript to TIFF, a file for each page: IN's name with -1.tiff",
                {ps_input}, ps2tiff),
+    conversion("eps2pict", "EPS to a picture", {eps_input, picture_output}, eps2pict),
+    conversion("pdf2pict", "The first page of a PDF file to a picture", {pdf_input, picture_output},
+               pdf2pict),
+    conversion("ps2pict", "The first page of PostScript to a picture, under IN's name with .pict",
+               {ps_input}, ps2pict),
     {"exec",
      nullptr,
      "Run a command line and show what it prints",

@@ -4,7 +4,6 @@
 #include "app/globals.h"
 #include "console/console_io.h"
 #include "engine/eps_scanner.h"
-#include "engine/tool_launcher.h"
 #include "engine/tool_runner.h"
 #include "platform/events.h"
 #include "platform/processes.h"
@@ -144,8 +143,8 @@ bool eps_to_picture(const char *input, const char *output, const char *extension
     set_prepared_from(inname);
     const bool rendered = take_output(pnm, nullptr, tmpname, ".pnm") &&
                           do_eps2pnm(tmpname, pnm, dpi, w, h) && last_ending == ended_well;
-    set_prepared_from(nullptr);
     if (!rendered) {
+        set_prepared_from(nullptr);
         std::remove(tmpname);
         std::remove(pnm);
         restore();
@@ -160,9 +159,12 @@ bool eps_to_picture(const char *input, const char *output, const char *extension
     bool made = false;
     if (composed) {
         text_printf("Converting %s to %s\n", pnm, outname);
-        InvokeTool3(command_line);
-        made = tool3_succeeded(inname, "convert");
+        // A name of the user's own may end in anything.
+        setenv("PAPERMILL_PICTURE", extension + 1, 1);
+        made = run_tool3(inname, "convert");
+        unsetenv("PAPERMILL_PICTURE");
     }
+    set_prepared_from(nullptr);
     restore();
     delete_temporary(pnm);
     return made;

@@ -21,9 +21,9 @@ bool resolution_is_good(const char *subject, int dpi);
 int do_eps2pnm(const char *eps, const char *pnm, int dpi, int w, int h);
 
 // Converts the EPS file, in_file when it is null, to the output, or to the input's name with that
-// extension: renders it and has ImageMagick turn the bitmap into the format of the output's ending;
-// `lzw` compresses it. False, with a message, when there is no output in the end. No temporary file
-// stays.
+// extension (".tiff" or ".pict"): renders it and has ImageMagick turn the bitmap into the
+// extension's format; `lzw` compresses it. False, with a message, when there is no output in the
+// end. No temporary file stays.
 bool eps_to_picture(const char *input, const char *output, const char *extension, int dpi,
                     bool lzw);
 

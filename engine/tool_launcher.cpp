@@ -2,12 +2,15 @@
 
 #include "app/globals.h"
 #include "console/console_io.h"
+#include "platform/core/signals.h"
+#include "platform/events.h"
 #include "platform/processes.h"
 #include "platform/strings.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <poll.h>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,6 +30,28 @@ int launched(int wait_status)
     return wait_status;
 }
 
+// Reads until the chunk is full or the output has ended, and tells how much there was. An interrupt
+// in a run ends the tool, and with it the output.
+std::size_t read_chunk(int file, char *chunk)
+{
+    constexpr int longest_wait = 1000; // milliseconds
+    std::size_t size = 0;
+    while (size < stream_chunk) {
+        pollfd output = {file, POLLIN, 0};
+        if (!platform::poll_or_signal(&output, 1, longest_wait) && inRun)
+            platform::tell_interrupt();
+        if (output.revents == 0)
+            continue;
+        const ssize_t n = read(file, chunk + size, stream_chunk - size);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        size += static_cast<std::size_t>(n);
+    }
+    return size;
+}
+
 // Runs `cmd` and shows what it prints. Returns its exit status, -1 if it could not be run.
 int stream_cmd()
 {
@@ -35,7 +60,7 @@ int stream_cmd()
         return -1;
     char chunk[stream_chunk + 1];
     for (;;) {
-        const std::size_t n = std::fread(chunk, 1, stream_chunk, pipe);
+        const std::size_t n = read_chunk(fileno(pipe), chunk);
         if (n < 1)
             break;
         chunk[n] = 0;

@@ -24,10 +24,11 @@ WindowRef waitWindow;
 
 namespace {
 
-constexpr std::size_t capture_chunk = 1000;    // bytes of one piece of the capture file
-constexpr std::int32_t refused_status = 1;     // exit_status of what never came to a run
-constexpr std::int32_t cancelled_status = 130; // and of what the user cancelled
-constexpr double timer_interval = 0.25;        // seconds
+constexpr std::size_t capture_chunk = 1000;     // bytes of one piece of the capture file
+constexpr std::int32_t refused_status = 1;      // exit_status of what never came to a run
+constexpr std::int32_t command_not_found = 127; // as shells tell it
+constexpr std::int32_t cancelled_status = 130;  // and of what the user cancelled
+constexpr double timer_interval = 0.25;         // seconds
 
 EventLoopTimerUPP timerUPP;
 EventLoopTimerRef theTimer;
@@ -55,7 +56,7 @@ run_ending ending_of(std::int32_t status)
 {
     if (status == 0)
         return ended_well;
-    if (status == 127)
+    if (status == command_not_found)
         return ended_not_started;
     return status > 128 && status < 128 + NSIG ? ended_by_signal : ended_with_status;
 }
@@ -73,7 +74,7 @@ run_ending read_ending()
         std::fclose(file);
     }
     if (fields != 2) {
-        exit_status = 127;
+        exit_status = command_not_found;
         return ended_not_started;
     }
     exit_status = status;
@@ -211,6 +212,28 @@ bool tool3_succeeded(const char *subject, const char *tool)
     options.subject = subject;
     tell_failure(options);
     return last_ending == ended_well;
+}
+
+bool run_tool3(const char *subject, const char *tool)
+{
+    inRun = 1;
+    userCancel = 0;
+    if (open_run()) {
+        exit_status = command_not_found; // until there is another
+        InvokeTool3(command_line);
+        platform::tell_interrupt();
+    } else {
+        text_printf("Can't make the folder %s: %s.\n", run_folder().c_str(), std::strerror(errno));
+        exit_status = command_not_found;
+    }
+    inRun = 0;
+    platform::end_run(run_folder().c_str());
+    if (!userCancel)
+        return tool3_succeeded(subject, tool);
+    last_ending = ended_cancelled;
+    exit_status = cancelled_status;
+    text_printf("\nUser cancelled processing.\n");
+    return false;
 }
 
 bool compose_command_line(const char *subject, const char *format, ...)

@@ -45,6 +45,10 @@ void tell_failure(const run_options &options);
 // it of `subject`, and the conversion counts as failed.
 bool tool3_succeeded(const char *subject, const char *tool);
 
+// InvokeTool3 of command_line as a run of its own: what it leaves unfinished is cleared up, and an
+// interrupt ends it. The result is tool3_succeeded's; false, too, when it was cancelled.
+bool run_tool3(const char *subject, const char *tool);
+
 // Formats into command_line. False, with a message that names `subject`, when it does not fit.
 [[gnu::format(printf, 2, 3)]] bool compose_command_line(const char *subject, const char *format,
                                                         ...);

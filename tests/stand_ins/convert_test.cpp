@@ -131,7 +131,7 @@ TEST_F(ConvertTool, MakesAPictureOfAnyWidthThatEveryReaderReads)
         folder.write("in.pnm", bitmap(width, height));
         const program_result r = run({"-density", "144x144", "in.pnm", "out.pict"});
         ASSERT_EQ(r.status, 0) << r.out;
-        const read_picture picture = read_picture_file(folder / "out.pict");
+        const pict_content picture = read_picture_file(folder / "out.pict");
         EXPECT_EQ(picture.complaint, "") << width;
         EXPECT_EQ(picture.width, width);
         EXPECT_EQ(picture.height, height);

@@ -15,7 +15,7 @@ struct rectangle {
 class reader {
 public:
     explicit reader(const std::string &data) : bytes(data) {}
-    read_picture read();
+    pict_content read();
 
 private:
     bool fail(const std::string &what)
@@ -66,7 +66,7 @@ private:
     std::size_t at = 0;
     std::vector<std::string> colours;
     rectangle frame = {};
-    read_picture result;
+    pict_content result;
 };
 
 // One row of a pixel map, unpacked: the components one after the other, words, or bits.
@@ -220,7 +220,7 @@ bool reader::opcode()
     }
 }
 
-read_picture reader::read()
+pict_content reader::read()
 {
     expect(static_cast<unsigned>(bytes.size() & 0xFFFF), word(), "the size");
     frame = rect();
@@ -254,16 +254,16 @@ read_picture reader::read()
 
 } // namespace
 
-read_picture read_picture_data(const std::string &bytes)
+pict_content read_picture_data(const std::string &bytes)
 {
     return reader(bytes).read();
 }
 
-read_picture read_picture_file(const std::string &path)
+pict_content read_picture_file(const std::string &path)
 {
     const std::string bytes = read_file(path);
     if (bytes.size() < 512 || bytes.find_first_not_of('\0') < 512) {
-        read_picture result;
+        pict_content result;
         result.complaint = "no picture file";
         return result;
     }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-struct read_picture {
+struct pict_content {
     std::string complaint; // empty: the picture is sound, and is nothing but one picture
     int left = 0, top = 0, width = 0, height = 0; // of its frame
     double x_resolution = 0, y_resolution = 0;    // dots per inch
@@ -16,9 +16,9 @@ struct read_picture {
 };
 
 // The picture as a resource holds it.
-read_picture read_picture_data(const std::string &bytes);
+pict_content read_picture_data(const std::string &bytes);
 
 // A picture file: 512 zero bytes before the picture.
-read_picture read_picture_file(const std::string &path);
+pict_content read_picture_file(const std::string &path);
 
 #endif
