@@ -13,6 +13,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <string>
+#include <unistd.h>
 
 int a, b, c, d;
 
@@ -74,19 +75,26 @@ void put_body(platform::file_writer &file, std::FILE *input)
     }
 }
 
+enum class writing { done, input_unreadable, output_unwritable };
+
 // Writes the page in a wrapper that keeps it from ejecting or resizing the page of the document it
-// is placed in, and takes back whatever it leaves behind. False, with a message, when it cannot.
-bool write_eps(const char *input, const char *output)
+// is placed in, and takes back whatever it leaves behind. errno tells why it was not done; 0 when
+// the output is no ordinary file.
+writing write_eps(const char *input, const char *output)
 {
     std::FILE *page = std::fopen(input, "rbe");
-    if (page == nullptr) {
-        text_printf("%s: the file can't be read: %s.\n", input, std::strerror(errno));
-        return false;
+    if (page == nullptr)
+        return writing::input_unreadable;
+    // One that may not be written is not replaced either.
+    if (access(output, F_OK) == 0 && access(output, W_OK) != 0) {
+        const int reason = errno;
+        std::fclose(page);
+        errno = reason;
+        return writing::output_unwritable;
     }
     const char line_end = line_end_of(input);
     char box[80];
     std::snprintf(box, sizeof box, "%%%%BoundingBox: %d %d %d %d", a, b, c, d);
-    errno = 0;
     const OSErr error = platform::replace_file_with(
         output,
         [&](platform::file_writer &file) {
@@ -103,11 +111,19 @@ bool write_eps(const char *input, const char *output)
                       line_end);
         },
         nullptr);
+    const int reason = error == paramErr ? 0 : errno;
     std::fclose(page);
-    if (error != noErr)
-        text_printf("%s: the file can't be written: %s.\n", output,
-                    errno != 0 ? std::strerror(errno) : "it is no ordinary file");
-    return error == noErr;
+    errno = reason;
+    return error == noErr ? writing::done : writing::output_unwritable;
+}
+
+// The run ended well, but there is no EPS file: one more conversion has failed.
+void left_no_result()
+{
+    if (last_ending != ended_well)
+        return;
+    conversion_failed();
+    last_ending = ended_without_result;
 }
 
 } // namespace
@@ -136,28 +152,36 @@ void do_ps2eps(const char *input)
     std::FILE *file = std::fopen(boxes.c_str(), "rbe");
     if (file == nullptr) {
         text_printf("Unable to compute the bounding box.\n");
+        if (last_ending == ended_well)
+            last_ending = ended_without_result;
         tell_failure(run);
         return;
     }
     const int pages = read_box(file);
     std::fclose(file);
-    tell_failure(run);
     if (doDebug)
         text_printf("Bounding Box: %d %d %d %d\n", a, b, c, d);
     std::remove(boxes.c_str());
 
-    if (write_eps(in_file, out_file)) {
+    const writing written = write_eps(in_file, out_file);
+    const int reason = errno;
+    if (written == writing::done) {
         OSType creator = 0;
         OSType type = 0;
         if (get_full_info(in_file, &creator, &type))
             set_file_info(out_file, creator, type);
-    } else {
-        conversion_failed();
     }
     text_printf("Processing complete.\n\n");
-    if (pages > 1)
+    tell_failure(run);
+    if (written == writing::input_unreadable)
+        text_printf("%s: the file can't be read: %s.\n", in_file, std::strerror(reason));
+    else if (written == writing::output_unwritable)
+        text_printf("%s: the file can't be written: %s.\n", out_file,
+                    reason != 0 ? std::strerror(reason) : "it is no ordinary file");
+    else if (pages > 1)
         text_printf("%s: it has %d pages, which lie on top of each other in the EPS file.\n",
                     in_file, pages);
-    tell_failure(run);
+    if (written != writing::done)
+        left_no_result();
     restore();
 }

@@ -11,6 +11,7 @@
 #include "settings/path_utils.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -100,10 +101,10 @@ int do_eps2pnm(const char *eps, const char *pnm, int dpi, int w, int h)
     if (!resolution_is_good(eps, dpi))
         return 0;
     const double scale = dpi / 72.0;
-    const double pixel_width = w * scale + 0.5;
-    const double pixel_height = h * scale + 0.5;
-    if (!(pixel_width >= 1 && pixel_height >= 1 && pixel_width < longest_side + 1 &&
-          pixel_height < longest_side + 1 && pixel_width * pixel_height <= largest_area)) {
+    const double pixel_width = std::trunc(w * scale + 0.5);
+    const double pixel_height = std::trunc(h * scale + 0.5);
+    if (pixel_width < 1 || pixel_height < 1 || pixel_width > longest_side ||
+        pixel_height > longest_side || pixel_width * pixel_height > largest_area) {
         text_printf(
             "%s: a picture of %d x %d points at %d dots per inch can't be made; %.0f pixels "
             "a side and %.0f million in all are the most.\n",
@@ -144,11 +145,13 @@ bool eps_to_picture(const char *input, const char *output, const char *extension
     const bool rendered = take_output(pnm, nullptr, tmpname, ".pnm") &&
                           do_eps2pnm(tmpname, pnm, dpi, w, h) && last_ending == ended_well;
     set_prepared_from(nullptr);
-    delete_temporary(tmpname);
     if (!rendered) {
+        std::remove(tmpname);
+        std::remove(pnm);
         restore();
         return false;
     }
+    delete_temporary(tmpname);
 
     const bool composed = compose_command_line(
         inname, "%s%s -density %dx%d \"%s\" \"%s\"", have103 ? "convert" : "convert102",

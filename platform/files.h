@@ -65,6 +65,40 @@ OSErr PBMakeFSRefSync(FSRefParam *parameters);
 OSErr FSpGetFInfo(const FSSpec *spec, FInfo *info);
 OSErr FSpSetFInfo(const FSSpec *spec, const FInfo *info);
 
+// ---- data forks ----
+
+using FSIORefNum = std::int16_t; // an open data fork
+
+// How SetFPos counts.
+enum : std::int16_t { fsAtMark = 0, fsFromStart = 1, fsFromLEOF = 2, fsFromMark = 3 };
+
+// Opens the file's data; permission as for resource files (1 is reading, 3 both). *file is
+// unchanged on an error: fnfErr, permErr, paramErr for a folder or a device, tmfoErr when too
+// many are open.
+OSErr FSpOpenDF(const FSSpec *spec, std::int8_t permission, FSIORefNum *file);
+OSErr FSClose(FSIORefNum file);
+
+// All of these: rfNumErr for what is not open. Sizes and places have 31 bits.
+OSErr GetEOF(FSIORefNum file, std::int32_t *size); // ioErr for a larger file
+
+// Cuts the file off, or takes the room for it; dskFulErr, with the file as it was, when there is
+// none.
+OSErr SetEOF(FSIORefNum file, std::int32_t size);
+
+// Where the next bytes are read or written. eofErr beyond the end, which is where the mark is then;
+// posErr before the start.
+OSErr SetFPos(FSIORefNum file, std::int16_t mode, std::int32_t offset);
+
+// Reads *count bytes; *count tells how many there were: eofErr when they are fewer.
+OSErr FSRead(FSIORefNum file, std::int32_t *count, void *buffer);
+
+// Writes *count bytes; *count tells how many were written. wrPermErr when it is open for reading.
+OSErr FSWrite(FSIORefNum file, std::int32_t *count, const void *buffer);
+
+// Sees to it that what was written to the volume (0 and -1: the one that there is; the name is
+// null) has reached the disk. Files that are replaced whole already have; nsvErr for another.
+OSErr FlushVol(ConstStringPtr name, std::int16_t volume);
+
 namespace platform {
 
 // The paths behind a specification and a reference, whether or not the file is there; bdNamErr or

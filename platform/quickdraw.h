@@ -1,5 +1,6 @@
-// The part of QuickDraw that the shell needs: cursors. The terminal program has no pointer to show
-// them on, so there they are only records.
+// The part of QuickDraw that the program needs: cursors; and pictures, which are drawn into
+// offscreen worlds and recorded anew. The terminal program has no pointer to show a cursor on, so
+// there they are only records.
 #ifndef PAPERMILL_PLATFORM_QUICKDRAW_H
 #define PAPERMILL_PLATFORM_QUICKDRAW_H
 
@@ -16,8 +17,114 @@ static_assert(sizeof(Cursor) == 68);
 using CursPtr = Cursor *;
 using CursHandle = CursPtr *;
 
+// ---- cursors ----
+
 CursHandle GetCursor(std::int16_t id);    // a system cursor; 1 is the I-beam; null if unknown
 Cursor *GetQDGlobalsArrow(Cursor *arrow); // fills *arrow with the arrow and returns it
 void SetCursor(const Cursor *cursor);     // shows it
+
+// ---- rectangles and ports ----
+
+Boolean EmptyRect(const Rect *rect); // 1: it encloses no point
+
+// Pixels in memory, or, in the port that the program has before any other, none.
+struct PixMap;
+using PixMapHandle = PixMap **;
+
+// What is drawn into.
+struct GrafPort {
+    PixMap *portPixMap;   // its pixels
+    Rect clip;            // nothing is drawn outside of it
+    std::int32_t fgColor; // the colour numbers of ForeColor and BackColor
+    std::int32_t bkColor;
+};
+using GrafPtr = GrafPort *;
+using CGrafPtr = GrafPort *;
+using GWorldPtr = GrafPort *;
+struct OpaqueDevice;
+using GDHandle = OpaqueDevice *; // there is one device, which has no name: null
+using CTabHandle = Handle;       // null: the depth's own colour table
+
+// The current port, never null; the first one draws nowhere, but what is drawn in it can be
+// recorded.
+void GetPort(GrafPtr *port);
+void SetPort(GrafPtr port);
+void GetGWorld(CGrafPtr *port, GDHandle *device);
+void SetGWorld(CGrafPtr port, GDHandle device);
+
+void ClipRect(const Rect *rect); // of the current port
+
+// Classic colours, which the current port takes from then on.
+enum : std::int32_t { whiteColor = 30, blackColor = 33 };
+void ForeColor(std::int32_t colour);
+void BackColor(std::int32_t colour);
+
+// ---- offscreen worlds ----
+
+enum : std::uint32_t { useTempMem = 4 };
+
+// Makes a white offscreen world with 1, 2, 4, 8, 16 or 32 bits a pixel (0: 32) over the rectangle,
+// with the system's colours up to 8 bits; table and device are null. *world is unchanged on an
+// error: cDepthErr, paramErr for an empty rectangle or another table, memFullErr.
+OSErr NewGWorld(GWorldPtr *world, std::int16_t depth, const Rect *bounds, CTabHandle table,
+                GDHandle device, std::uint32_t flags);
+
+// Frees it. The current port becomes the first one again if it was that.
+void DisposeGWorld(GWorldPtr world);
+
+PixMapHandle GetGWorldPixMap(GWorldPtr world); // its pixels, for LockPixels and CopyBits
+Boolean LockPixels(PixMapHandle pixels);       // always 1: they do not move by themselves here
+void UnlockPixels(PixMapHandle pixels);
+
+// ---- pictures ----
+
+// The data of a picture, without the header of a file.
+using PicHandle = Handle;
+
+enum : std::int16_t { srcCopy = 0, ditherCopy = 64 };
+
+// Draws the picture, fitted into the rectangle, into the current port, which is an offscreen world.
+// Its colours become those of the world, dithered. ImageMagick reads it. QDError: fnfErr when there
+// is none, paramErr for what is no picture or another port, ioErr when it fails.
+void DrawPicture(PicHandle picture, const Rect *rect);
+
+// How a picture is recorded.
+struct OpenCPicParams {
+    Rect srcRect;         // its frame
+    std::int32_t hRes;    // dots per inch, with 16 bits of fraction
+    std::int32_t vRes;    //
+    std::int16_t version; // -2
+    std::int16_t reserved1;
+    std::int32_t reserved2;
+};
+
+// From here to ClosePicture, what CopyBits draws in the current port is recorded in the new handle,
+// which the caller owns, and which is no picture before ClosePicture. Null, and QDError paramErr
+// for an empty frame, a resolution that is none, or while another one is recorded.
+PicHandle OpenCPicture(const OpenCPicParams *parameters);
+void ClosePicture();
+
+// Records a part of an offscreen world's pixels in the picture that is open: the destination is the
+// current port's pixels, both rectangles have the same size, and there is no mask. QDError paramErr
+// for all else.
+void CopyBits(const PixMap *from, const PixMap *to, const Rect *fromRect, const Rect *toRect,
+              std::int16_t mode, Handle mask);
+
+void KillPicture(PicHandle picture); // frees it
+
+OSErr QDError(); // the result of the last operation on worlds and pictures
+
+namespace platform {
+
+// What stands at a picture's start.
+struct picture_head {
+    Rect frame;
+    std::int32_t x_resolution, y_resolution; // dots per inch, with 16 bits of fraction
+};
+
+// False for what is no picture.
+bool read_picture_head(PicHandle picture, picture_head *head);
+
+} // namespace platform
 
 #endif

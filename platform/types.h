@@ -41,6 +41,8 @@ enum : OSErr {
     ioErr = -36,         // reading or writing failed
     bdNamErr = -37,      // a name that no file can have
     eofErr = -39,        // the file ends too early
+    posErr = -40,        // a place before the file's start
+    tmfoErr = -42,       // too many files are open
     fnfErr = -43,        // no such file
     wPrErr = -44,        // the volume is read-only
     dupFNErr = -48,      // there is one already
@@ -52,6 +54,7 @@ enum : OSErr {
     memFullErr = -108,   // out of memory
     nilHandleErr = -109, // a handle that is none
     dirNFErr = -120,     // no such folder
+    cDepthErr = -157,    // no such number of bits for a pixel
     resNotFound = -192,  // no such resource
     resFNotFound = -193, // no such resource file
     addResFailed = -194, // the resource cannot be added

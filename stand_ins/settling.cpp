@@ -3,17 +3,16 @@
 #include "platform/core/run_folder.h"
 #include "stand_ins/complain.h"
 #include "stand_ins/corrections.h"
+#include "stand_ins/result_place.h"
 #include "stand_ins/soundness.h"
 #include "stand_ins/staging.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -192,64 +191,6 @@ std::vector<renaming> names_of(const finished_run &run, const std::string &resul
 
 // ---- the result's way ----
 
-// Copies the result into a device, which cannot be replaced.
-bool copy_into(const std::string &result, const std::string &destination)
-{
-    const int in = open(result.c_str(), O_RDONLY | O_CLOEXEC);
-    const int out = open(destination.c_str(), O_WRONLY | O_CLOEXEC);
-    bool good = in >= 0 && out >= 0;
-    std::array<char, window_size> chunk;
-    while (good) {
-        const ssize_t n = read(in, chunk.data(), chunk.size());
-        if (n <= 0) {
-            good = n == 0;
-            break;
-        }
-        for (ssize_t done = 0; good && done < n;) {
-            const ssize_t written =
-                write(out, chunk.data() + done, static_cast<std::size_t>(n - done));
-            good = written > 0;
-            done += written;
-        }
-    }
-    if (in >= 0)
-        close(in);
-    if (out >= 0)
-        close(out);
-    return good;
-}
-
-// Puts the result where the user wants it. An older file there keeps its owner and permissions, and
-// is there whole until the new one is.
-bool move_into_place(const std::string &result, const std::string &destination)
-{
-    struct stat old = {};
-    const bool exists = stat(destination.c_str(), &old) == 0;
-    if (exists && !S_ISREG(old.st_mode))
-        return copy_into(result, destination);
-    if (exists) {
-        const int descriptor = open(result.c_str(), O_RDONLY | O_CLOEXEC);
-        // Only root can give a file away; whoever cannot keeps what is made.
-        if (descriptor >= 0 && fchown(descriptor, old.st_uid, old.st_gid) != 0)
-            errno = 0;
-        const bool safe = descriptor >= 0 && fchmod(descriptor, old.st_mode & 0777) == 0 &&
-                          fsync(descriptor) == 0;
-        if (descriptor >= 0)
-            close(descriptor);
-        if (!safe)
-            return false;
-    }
-    return rename(result.c_str(), destination.c_str()) == 0;
-}
-
-bool move_or_complain(const std::string &result, const std::string &destination, const char *name)
-{
-    if (move_into_place(result, destination))
-        return true;
-    complain("%s: the result can't be put there: %s.", name, std::strerror(errno));
-    return false;
-}
-
 // The pattern with the page's number in the place of its last %d.
 std::string page_name(std::string pattern, int page)
 {
@@ -267,8 +208,8 @@ bool place_pages(const finished_run &run, const std::string &result, const std::
             return false;
     }
     for (int page = 1; page <= pages; ++page) {
-        if (!move_or_complain(page_name(result, page), write_target(page_name(destination, page)),
-                              page_name(run.output, page).c_str()))
+        if (!put_result(page_name(result, page), write_target(page_name(destination, page)),
+                        page_name(run.output, page).c_str()))
             return false;
     }
     return pages > 0;
@@ -324,7 +265,7 @@ int settle(const finished_run &run)
             good = place_pages(run, result, destination);
         else
             good = is_sound(run.kind, result) && correct(run, result) &&
-                   move_or_complain(result, destination, run.output);
+                   put_result(result, destination, run.output);
     }
     tell_cause(run, found, good);
     std::fflush(stderr);

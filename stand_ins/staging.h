@@ -19,10 +19,4 @@ std::string input_link_name(std::size_t number, std::size_t count);
 staging_status stage(const std::string &run_folder, const std::string &kind, const char *output,
                      const std::vector<const char *> &inputs);
 
-// The file that a write to `path` would reach: links are followed, also one to nothing yet.
-std::string write_target(std::string path);
-
-// Where a link leads, as it stands in it; empty for what is no link.
-std::string link_target(const std::string &link);
-
 #endif

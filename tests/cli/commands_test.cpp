@@ -333,8 +333,7 @@ TEST_F(Console, TerminalGetsNoControlCharacters)
                         "0 0 9 9 rectfill showpage\n");
     EXPECT_TRUE(contains(user.papermill({"in.ps"}).out, "beep\a red\033[31m del\177 tab\t. end\n"));
 
-    const program_result shown =
-        user.run({"script", "-qec", std::string("'") + program_path + "' in.ps", "/dev/null"});
+    const program_result shown = user.papermill_on_terminal({"in.ps"});
     EXPECT_TRUE(contains(shown.out, "Processing complete.")) << story(shown);
     EXPECT_FALSE(contains(shown.out, "\a")) << story(shown);
     EXPECT_FALSE(contains(shown.out, "\033")) << story(shown);
@@ -345,8 +344,7 @@ TEST_F(Console, TerminalGetsNoControlCharacters)
 TEST_F(Console, TerminalGetsNoControlCharactersInQuietModeEither)
 {
     user.write("in.ps", "%!PS\n(red\\033[31m\\n) print nosuchoperator\n");
-    const program_result shown = user.run(
-        {"script", "-qec", std::string("'") + program_path + "' --quiet in.ps", "/dev/null"});
+    const program_result shown = user.papermill_on_terminal({"--quiet", "in.ps"});
     EXPECT_TRUE(contains(shown.out, "nosuchoperator")) << story(shown);
     EXPECT_FALSE(contains(shown.out, "\033")) << story(shown);
 }

@@ -2,34 +2,27 @@
 
 #include "app/globals.h"
 #include "engine/eps_scanner.h"
-#include "platform/events.h"
-#include "tests/support/fake_script.h"
-#include "tests/support/spine_test.h"
+#include "engine/tool_runner.h"
+#include "tests/support/conversion_test.h"
+#include "tests/support/test_files.h"
 
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <set>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
-using words = std::vector<std::string>;
-
-const std::string complete = "\nProcessing complete.\nElapsed time = N sec.\n\n";
-
-class EpsRender : public spine_test {
+class EpsRender : public conversion_test {
 protected:
-    EpsRender() : script("ends 0 done; reports") {}
-
     std::string size_option(int dpi, int w, int h) const
     {
         EXPECT_EQ(do_eps2pnm("/in.eps", "/out.pnm", dpi, w, h), 1);
         return script.arguments().back();
     }
-
-    fake_script script;
 };
 
 // With the bundle's own script and the real Ghostscript.
@@ -76,7 +69,6 @@ picture read_picture(const std::string &path)
 TEST_F(EpsRender, TheCommandIsComposedToTheLetter)
 {
     EXPECT_EQ(do_eps2pnm("/tmp/a b.eps", "/tmp/c$d.pnm", 300, 100, 200), 1);
-    const std::string pid = std::to_string(getpid());
     EXPECT_EQ(command_line, "gs.script eps2pnm " + pid + " \"" + worksheet +
                                 "\" \"/tmp/c\\$d.pnm\" \"/tmp/a b.eps\" \" -r300 -g417x833\"");
     EXPECT_EQ(script.arguments(), (words{"eps2pnm", pid, worksheet, "/tmp/c$d.pnm", "/tmp/a b.eps",
@@ -92,26 +84,115 @@ TEST_F(EpsRender, PixelsAreRoundedToTheNearest)
     EXPECT_EQ(size_option(100, 1, 2), " -r100 -g1x3"); // 1.39 and 2.78
     EXPECT_EQ(size_option(108, 1, 3), " -r108 -g2x5"); // 1.5 and 4.5 go up
     EXPECT_EQ(size_option(36, 1, 1), " -r36 -g1x1");   // 0.5
-    EXPECT_EQ(size_option(1200, 14400, 14400), " -r1200 -g240000x240000");
+    EXPECT_EQ(size_option(10000, 1, 115), " -r10000 -g139x15972");
 }
 
-TEST_F(EpsRender, APictureWithoutPixelsIsRefused)
+TEST_F(EpsRender, APictureUpToTheLimitsIsMade)
+{
+    EXPECT_EQ(size_option(72, 16000, 8000), " -r72 -g16000x8000");
+    EXPECT_EQ(size_option(72, 8000, 16000), " -r72 -g8000x16000");
+    EXPECT_EQ(size_option(72, 1, 16000), " -r72 -g1x16000");
+}
+
+TEST_F(EpsRender, APictureWithoutPixelsOrWithTooManyIsRefused)
 {
     struct {
         int dpi, w, h;
-    } const sizes[] = {{300, 0, 100},    {300, 100, 0},      {300, -10, 100},
-                       {0, 100, 100},    {-72, 100, 100},    {35, 1, 1},
-                       {72, INT_MIN, 1}, {1000, INT_MAX, 1}, {INT_MAX, INT_MAX, INT_MAX}};
+    } const sizes[] = {{300, 0, 100},      {300, 100, 0},        {300, -10, 100},
+                       {35, 1, 1},         {72, INT_MIN, 1},     {72, 1, INT_MIN},
+                       {1000, INT_MAX, 1}, {72, 16001, 1},       {72, 1, 16001},
+                       {72, 16000, 8001},  {1200, 14400, 14400}, {10000, INT_MAX, INT_MAX}};
+    int refused = 0;
     for (const auto &size : sizes) {
         console.clear();
         EXPECT_EQ(do_eps2pnm("/in.eps", "/out.pnm", size.dpi, size.w, size.h), 0);
-        EXPECT_EQ(console.lines(), "/in.eps: a picture of " + std::to_string(size.w) + " x " +
-                                       std::to_string(size.h) + " points at " +
-                                       std::to_string(size.dpi) +
-                                       " dots per inch can't be made.\n");
+        EXPECT_EQ(console.lines(),
+                  "/in.eps: a picture of " + std::to_string(size.w) + " x " +
+                      std::to_string(size.h) + " points at " + std::to_string(size.dpi) +
+                      " dots per inch can't be made; 16000 pixels a side and 128 million in all "
+                      "are the most.\n");
+        EXPECT_EQ(failed_conversions, ++refused);
     }
     EXPECT_EQ(script.calls(), 0);
-    EXPECT_EQ(failed_conversions, 9);
+}
+
+TEST_F(EpsRender, AResolutionThatIsNoneIsRefused)
+{
+    for (const int dpi : {0, -72, INT_MIN, 10001, INT_MAX}) {
+        console.clear();
+        const std::string refusal = "/in.eps: not converted, " + std::to_string(dpi) +
+                                    " is no resolution; it goes from 1 to 10000 dots per inch.\n";
+        EXPECT_FALSE(resolution_is_good("/in.eps", dpi));
+        EXPECT_EQ(console.lines(), refusal);
+        EXPECT_EQ(do_eps2pnm("/in.eps", "/out.pnm", dpi, 100, 100), 0);
+        EXPECT_EQ(console.lines(), refusal + refusal);
+        EXPECT_EQ(last_ending, ended_not_started);
+        EXPECT_NE(exit_status, 0);
+    }
+    EXPECT_EQ(failed_conversions, 10);
+    EXPECT_EQ(script.calls(), 0);
+    console.clear();
+    EXPECT_TRUE(resolution_is_good("/in.eps", 1));
+    EXPECT_TRUE(resolution_is_good("/in.eps", 10000));
+    EXPECT_EQ(console.text(), "");
+}
+
+TEST_F(EpsRender, RefusalsNameTheUsersFile)
+{
+    set_prepared_from("/home/user/figure.eps");
+    EXPECT_FALSE(resolution_is_good("/tmp/tmp1.eps", 0));
+    EXPECT_EQ(do_eps2pnm("/tmp/tmp1.eps", "/out.pnm", 72, 0, 1), 0);
+    set_prepared_from(nullptr);
+    EXPECT_EQ(console.lines(),
+              "/home/user/figure.eps: not converted, 0 is no resolution; it goes from 1 to 10000 "
+              "dots per inch.\n"
+              "/home/user/figure.eps: a picture of 0 x 1 points at 72 dots per inch can't be made; "
+              "16000 pixels a side and 128 million in all are the most.\n");
+}
+
+TEST_F(EpsRender, ACommandLineThatDoesNotFitIsRefused)
+{
+    const std::string pnm(command_size, 'p');
+    EXPECT_EQ(do_eps2pnm("/in.eps", pnm.c_str(), 72, 10, 10), 0);
+    EXPECT_EQ(console.lines(),
+              "/in.eps: the command line is too long. Shorten the options or the names.\n");
+    EXPECT_EQ(script.calls(), 0);
+}
+
+TEST_F(EpsRender, ARunThatCompletedIsOneHoweverItEnded)
+{
+    for (const bool background : {false, true}) {
+        inBackground = background;
+        for (const way_to_end &way : ways_to_end) {
+            SCOPED_TRACE(way.steps);
+            console.clear();
+            script.does(std::string("says 'words\\n'; ") + way.steps);
+            EXPECT_EQ(do_eps2pnm("/in.eps", "/out.pnm", 72, 10, 10), 1);
+            EXPECT_EQ(shown(), "\nwords\n" + complete + failure_line(way, "/in.eps", "gs"));
+            EXPECT_EQ(last_ending, way.ending);
+        }
+    }
+    EXPECT_EQ(watched.count("ShowSheetWindow"), ways_to_end.size()); // none in the background
+}
+
+TEST_F(EpsRender, NamesReachTheScriptAsTheyAre)
+{
+    ASSERT_EQ(chdir(folder.path().c_str()), 0);
+    for (const std::string &name : telling_names()) {
+        EXPECT_EQ(do_eps2pnm((name + ".eps").c_str(), (name + ".pnm").c_str(), 72, 10, 20), 1);
+        EXPECT_EQ(own_arguments(), (words{name + ".pnm", name + ".eps", " -r72 -g10x20"}));
+        EXPECT_EQ(command_line, "gs.script eps2pnm " + pid + " \"" + worksheet + "\" \"" +
+                                    slot(name) + ".pnm\" \"" + slot(name) +
+                                    ".eps\" \" -r72 -g10x20\"");
+    }
+    EXPECT_FALSE(file_exists(folder / "touched"));
+}
+
+TEST_F(EpsRender, TheElapsedTimeIsInSeconds)
+{
+    watched.clock = {0, 90};
+    EXPECT_EQ(do_eps2pnm("/in.eps", "/out.pnm", 72, 10, 10), 1);
+    EXPECT_EQ(console.lines(), "\nProcessing complete.\nElapsed time = 1.5 sec.\n\n");
 }
 
 TEST_F(EpsRender, ThereIsNoConvertingLine)
@@ -126,20 +207,120 @@ TEST_F(EpsRender, ThereIsNoConvertingLine)
 
 TEST_F(EpsRender, ACancelIsTold)
 {
-    script.does("exec sleep 600");
-    EventLoopTimerRef timer = nullptr;
-    InstallEventLoopTimer(
-        GetCurrentEventLoop(), 0.0, 3600.0,
-        [](EventLoopTimerRef, void *) {
-            userCancel = 1;
-            inScript = 0;
-        },
-        nullptr, &timer);
+    cancel_the_next_run();
     EXPECT_EQ(do_eps2pnm("/in.eps", "/out.pnm", 72, 10, 10), 0);
-    RemoveEventLoopTimer(timer);
-    EXPECT_EQ(console.lines(), "\nUser cancelled processing.\n");
+    EXPECT_EQ(console.lines(), cancelled);
     EXPECT_EQ(last_ending, ended_cancelled);
 }
+
+// ---- how the conversions of EPS files begin ----
+
+namespace {
+
+class EpsBeginning : public spine_test {
+protected:
+    EpsBeginning() : figure(folder.write("figure.eps", "%!PS\n")), output(folder / "out") {}
+
+    std::string banner() const
+    {
+        return "Converting " + figure + " to " + output + ".\n";
+    }
+
+    std::string figure, output;
+};
+
+} // namespace
+
+TEST_F(EpsBeginning, AnOlderOutputIsDeleted)
+{
+    EXPECT_TRUE(begin_eps_conversion(figure.c_str(), output.c_str()));
+    EXPECT_EQ(console.lines(), banner());
+    folder.write("out", "older");
+    console.clear();
+    EXPECT_TRUE(begin_eps_conversion(figure.c_str(), output.c_str()));
+    EXPECT_EQ(console.lines(), banner());
+    EXPECT_FALSE(file_exists(output));
+    EXPECT_EQ(failed_conversions, 0);
+}
+
+TEST_F(EpsBeginning, ALinkStaysAndItsFileIsDeleted)
+{
+    const std::string target = folder.write("target", "older");
+    ASSERT_EQ(symlink("target", output.c_str()), 0);
+    EXPECT_TRUE(begin_eps_conversion(figure.c_str(), output.c_str()));
+    EXPECT_TRUE(file_exists(output));
+    EXPECT_FALSE(file_exists(target));
+    EXPECT_TRUE(begin_eps_conversion(figure.c_str(), output.c_str())); // a link to nothing now
+    EXPECT_TRUE(file_exists(output));
+    EXPECT_EQ(console.lines(), banner() + banner());
+}
+
+TEST_F(EpsBeginning, WhatIsNoFileStays)
+{
+    for (const bool pipe : {false, true}) {
+        ASSERT_EQ(pipe ? mkfifo(output.c_str(), 0600) : mkdir(output.c_str(), 0700), 0);
+        EXPECT_TRUE(begin_eps_conversion(figure.c_str(), output.c_str()));
+        EXPECT_TRUE(file_exists(output));
+        ASSERT_EQ(pipe ? unlink(output.c_str()) : rmdir(output.c_str()), 0);
+    }
+    EXPECT_TRUE(begin_eps_conversion(figure.c_str(), "/dev/null"));
+    EXPECT_TRUE(file_exists("/dev/null"));
+}
+
+TEST_F(EpsBeginning, AnInputThatIsNoFileCostsNoOlderOutput)
+{
+    folder.write("out", "older");
+    figure = folder.make_folder("folder.eps");
+    EXPECT_TRUE(begin_eps_conversion(figure.c_str(), output.c_str())); // prepare_eps tells it
+    EXPECT_EQ(read_file(output), "older");
+    figure = folder / "pipe.eps";
+    ASSERT_EQ(mkfifo(figure.c_str(), 0600), 0);
+    EXPECT_TRUE(begin_eps_conversion(figure.c_str(), output.c_str())); // and never waits
+    EXPECT_EQ(read_file(output), "older");
+}
+
+TEST_F(EpsBeginning, AMissingInputIsTold)
+{
+    folder.write("out", "older");
+    figure = folder / "missing.eps";
+    EXPECT_FALSE(begin_eps_conversion(figure.c_str(), output.c_str()));
+    EXPECT_EQ(console.lines(), figure + ": File not found!\n");
+    EXPECT_EQ(read_file(output), "older");
+    EXPECT_EQ(failed_conversions, 1);
+    EXPECT_EQ(last_ending, ended_not_started);
+}
+
+TEST_F(EpsBeginning, AnInputThatMayNotBeReadIsToldWithTheReason)
+{
+    folder.write("out", "older");
+    ASSERT_EQ(chmod(figure.c_str(), 0), 0);
+    EXPECT_TRUE(in_child_without_rights([&] {
+        EXPECT_FALSE(begin_eps_conversion(figure.c_str(), output.c_str()));
+        EXPECT_EQ(console.lines(), figure + ": File not found!\n" + figure +
+                                       ": the file can't be read: Permission denied.\n");
+        EXPECT_EQ(failed_conversions, 1);
+    }));
+    EXPECT_EQ(read_file(output), "older");
+}
+
+TEST_F(EpsBeginning, TheInputIsNeverTheOutput)
+{
+    const std::string soft = folder / "soft";
+    const std::string hard = folder / "hard";
+    ASSERT_EQ(symlink("figure.eps", soft.c_str()), 0);
+    ASSERT_EQ(link(figure.c_str(), hard.c_str()), 0);
+    for (const std::string &same : {figure, soft, hard}) {
+        console.clear();
+        EXPECT_FALSE(begin_eps_conversion(figure.c_str(), same.c_str()));
+        EXPECT_EQ(console.lines(),
+                  figure + ": the output would replace the input. Choose another name.\n");
+    }
+    EXPECT_EQ(folder.names(), (words{"figure.eps", "hard", "soft"}));
+    EXPECT_EQ(read_file(figure), "%!PS\n");
+    EXPECT_EQ(failed_conversions, 3);
+}
+
+// ---- with the real tools ----
 
 TEST_F(RealRender, ThePictureHasExactlyTheBoxsSize)
 {
@@ -189,4 +370,37 @@ TEST_F(RealRender, AFailureLeavesNoPicture)
     EXPECT_FALSE(file_exists(pnm));
     EXPECT_NE(console.lines().find("Error: /undefined in nonsense"), std::string::npos);
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"bad.eps", "slanted.eps"}));
+}
+
+TEST_F(RealRender, ThePictureIsOfTheKindThatItsNameSays)
+{
+    const std::pair<const char *, const char *> kinds[] = {
+        {"out.png", "\x89PNG"}, {"out.jpg", "\xFF\xD8\xFF"}, {"out.tiff", "II*"}};
+    for (const auto &[name, head] : kinds) {
+        console.clear();
+        EXPECT_TRUE(eps_to_picture(figure.c_str(), (folder / name).c_str(), ".tiff", 72, false));
+        EXPECT_EQ(read_file(folder / name).substr(0, std::strlen(head)), head) << console.lines();
+    }
+    EXPECT_EQ(failed_conversions, 0);
+    EXPECT_FALSE(file_exists(std::string(tmpPath) + "/tmp1.eps"));
+    EXPECT_FALSE(file_exists(std::string(tmpPath) + "/tmp1.pnm"));
+}
+
+TEST_F(RealRender, ACompressedImageIsSmaller)
+{
+    EXPECT_TRUE(
+        eps_to_picture(figure.c_str(), (folder / "plain.tiff").c_str(), ".tiff", 72, false));
+    EXPECT_TRUE(eps_to_picture(figure.c_str(), (folder / "small.tiff").c_str(), ".tiff", 72, true));
+    const std::size_t size = read_file(folder / "small.tiff").size();
+    EXPECT_GT(size, 0U);
+    EXPECT_LT(size, read_file(folder / "plain.tiff").size());
+}
+
+TEST_F(RealRender, AFigureThatGhostscriptRejectsGivesNoPicture)
+{
+    const std::string eps = folder.write("bad.eps", "%!PS\n%%BoundingBox: 0 0 30 40\nnonsense\n");
+    EXPECT_FALSE(eps_to_picture(eps.c_str(), (folder / "bad.tiff").c_str(), ".tiff", 72, false));
+    EXPECT_EQ(last_ending, ended_with_status);
+    EXPECT_EQ(failed_conversions, 1);
+    EXPECT_EQ(folder.names(), (words{"bad.eps", "slanted.eps"}));
 }

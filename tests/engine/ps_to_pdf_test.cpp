@@ -3,44 +3,21 @@
 #include "app/globals.h"
 #include "engine/tool_runner.h"
 #include "platform/strings.h"
-#include "tests/support/fake_script.h"
-#include "tests/support/spine_test.h"
+#include "tests/support/conversion_test.h"
 
 #include <string>
 #include <unistd.h>
-#include <vector>
+#include <utility>
 
 namespace {
 
-using words = std::vector<std::string>;
-
-const std::string complete = "\nProcessing complete.\nElapsed time = N sec.\n\n";
-const std::string fallback = "-dPDFSETTINGS=/printer -dCompatibilityLevel=1.3 -sPAPERSIZE=letter";
-
-class PsToPdf : public spine_test {
+class PsToPdf : public conversion_test {
 protected:
-    PsToPdf() : script("ends 0 done; reports"), pid(std::to_string(getpid()))
+    PsToPdf()
     {
         input = folder.write("drawing.ps", "%!PS\nshowpage\n");
     }
 
-    std::string shown() const
-    {
-        return without_time(console.lines());
-    }
-
-    // The last call's words behind the capture file.
-    words own_arguments() const
-    {
-        const words all = script.arguments();
-        EXPECT_GE(all.size(), 3U);
-        EXPECT_EQ(all.at(1), pid);
-        EXPECT_EQ(all.at(2), worksheet);
-        return {all.begin() + 3, all.end()};
-    }
-
-    fake_script script;
-    std::string pid;
     std::string input;
 };
 
@@ -244,21 +221,6 @@ TEST_F(PsToPdf, NeitherFileIsTouchedByTheRoutine)
 }
 
 // ---- the sequence ----
-
-namespace {
-
-// Where the console was redrawn: what it had shown by then.
-std::vector<std::string> redraws()
-{
-    std::vector<std::string> result;
-    for (const platform_call &call : watched.calls) {
-        if (call.name == "TXNForceUpdate")
-            result.push_back((call.in_run ? "(in the run)" : "") + without_time(call.shown));
-    }
-    return result;
-}
-
-} // namespace
 
 TEST_F(PsToPdf, TheConvertingLineIsShownBeforeTheTool)
 {

@@ -248,10 +248,52 @@ TEST_F(ToolEnvironment, AToolIsTheFirstExecutableOfItsNameOnThePath)
     EXPECT_EQ(find_tool("no-such-tool"), "");
 }
 
+TEST_F(ToolEnvironment, AStandInIsNoOutsideTool)
+{
+    folder.make_folder("bundle");
+    folder.make_folder("system");
+    folder.write_program("bundle/convert", "#!/bin/sh\n");
+    folder.write("bundle/gs.script", "");
+    setenv("PATH", (folder / "bundle" + ":" + folder / "system").c_str(), 1);
+    EXPECT_EQ(find_tool("convert"), "");
+    folder.write_program("system/convert", "#!/bin/sh\n");
+    EXPECT_EQ(find_tool("convert"), folder / "system/convert");
+    // The helper script is what tells the folder.
+    ASSERT_EQ(unlink((folder / "bundle/gs.script").c_str()), 0);
+    EXPECT_EQ(find_tool("convert"), folder / "bundle/convert");
+}
+
+TEST_F(ToolEnvironment, AnEmptyEntryOfThePathIsTheCurrentFolder)
+{
+    folder.write_program("tool", "#!/bin/sh\n");
+    ASSERT_EQ(chdir(folder.path().c_str()), 0);
+    for (const char *path : {":/nowhere", "/nowhere:", "/nowhere::/none"}) {
+        setenv("PATH", path, 1);
+        EXPECT_EQ(find_tool("tool"), "./tool");
+    }
+    unsetenv("PATH");
+    EXPECT_EQ(find_tool("no-such-tool"), "");
+}
+
+TEST_F(ToolEnvironment, EveryToolThatTheConversionsCallIsListed)
+{
+    std::string names;
+    for (std::size_t i = 0; i < outside_tool_count; ++i) {
+        const outside_tool &tool = outside_tools[i];
+        names += std::string(names.empty() ? "" : " ") + tool.name;
+        EXPECT_EQ(std::string(tool.version_command).find(std::string(tool.name) + " "), 0U);
+        EXPECT_STRNE(tool.use, "");
+    }
+    EXPECT_EQ(names, "gs pdftops pdftotext convert tcsh");
+}
+
 TEST_F(ToolEnvironment, EveryToolHasAPackage)
 {
     EXPECT_STREQ(package_of("gs"), "ghostscript");
     EXPECT_STREQ(package_of("tcsh"), "tcsh");
+    EXPECT_STREQ(package_of("pdftops"), "poppler-utils");
+    EXPECT_STREQ(package_of("pdftotext"), "poppler-utils");
+    EXPECT_STREQ(package_of("convert"), "imagemagick");
     EXPECT_EQ(package_of("no-such-tool"), nullptr);
     for (std::size_t i = 0; i < outside_tool_count; ++i)
         EXPECT_STREQ(package_of(outside_tools[i].name), outside_tools[i].package);

@@ -47,21 +47,6 @@ protected:
         return without_time(console.lines());
     }
 
-    // Calls the function once, as soon as the loop of the wait turns.
-    static void during_the_wait(void (*action)())
-    {
-        static void (*wanted)();
-        static EventLoopTimerRef timer;
-        wanted = action;
-        InstallEventLoopTimer(
-            GetCurrentEventLoop(), 0.0, 3600.0,
-            [](EventLoopTimerRef own, void *) {
-                RemoveEventLoopTimer(own);
-                wanted();
-            },
-            nullptr, &timer);
-    }
-
     fake_script script;
 };
 
@@ -198,7 +183,12 @@ const variant variants[] = {
      "\ntool output\n\nProcessing complete.\nElapsed time = N sec.\n\n", "redraw-first arrow",
      nullptr},
     {"no copy", with([](run_options &o) { o.copy_output = false; }), false,
-     "\nProcessing complete.\nElapsed time = N sec.\n\n", "redraw-first arrow arrow",
+     "\nProcessing complete.\nElapsed time = N sec.\n\n", "redraw-first arrow arrow", nullptr},
+    {"no copy, the failure told later", with([](run_options &o) {
+         o.copy_output = false;
+         o.tell_failure = false;
+     }),
+     false, "\nProcessing complete.\nElapsed time = N sec.\n\n", "redraw-first arrow arrow",
      "tool output\n"},
     {"nothing told", with([](run_options &o) { o.tell_result = false; }), false, "\ntool output\n",
      "redraw-first arrow arrow", nullptr},
@@ -209,7 +199,7 @@ const variant variants[] = {
     {"cancelled, nothing told", with([](run_options &o) { o.tell_result = false; }), true, "",
      "redraw-first arrow arrow", nullptr},
     {"cancelled, no copy", with([](run_options &o) { o.copy_output = false; }), true,
-     "\nUser cancelled processing.\n", "redraw-first arrow arrow", "tool output\n"},
+     "\nUser cancelled processing.\n", "redraw-first arrow arrow", nullptr},
 };
 
 // The redraws and cursors of a run, in words.
@@ -374,6 +364,17 @@ TEST_F(ToolRunner, InTheBackgroundEndingsAreToldApartToo)
     }
 }
 
+TEST_F(ToolRunner, InTheBackgroundTheScriptsOwnStatusIsToldFirst)
+{
+    inBackground = 1;
+    script.does("ends 2 done; exit 2");
+    run();
+    EXPECT_EQ(shown(), "An error occurred when running gs.script.\n"
+                       "Launch /Applications/Utilities/Console and examine console.log.\n" +
+                           complete + "drawing.ps: failed, gs ended with status 2.\n");
+    EXPECT_EQ(failed_conversions, 1);
+}
+
 TEST_F(ToolRunner, ACancelIsAnEndingOfItsOwn)
 {
     script.does("ends 1 done; exec sleep 600");
@@ -409,6 +410,123 @@ TEST_F(ToolRunner, TheLineOnAFailureNamesWhatFailed)
     run_and_wait(run_options());
     EXPECT_EQ(shown(), complete + "gs.script: failed, gs ended with status 1.\n");
 }
+
+// ---- runs without a capture file ----
+
+namespace {
+
+// What its tools said lies in the run's folder.
+run_options without_capture()
+{
+    run_options options;
+    options.copy_output = false;
+    options.subject = "drawing.ps";
+    return options;
+}
+
+} // namespace
+
+TEST_F(ToolRunner, WithoutACaptureFileTheToolsWordsAreShownOnlyWhenTheRunFailed)
+{
+    for (const way_to_end &way : ways_to_end) {
+        SCOPED_TRACE(way.steps);
+        console.clear();
+        failed_conversions = 0;
+        script.does(std::string("echo words > $run/messages\n") + way.steps);
+        EXPECT_EQ(run_and_wait(without_capture()), 1);
+        const bool failed = way.ending != ended_well;
+        EXPECT_EQ(shown(), complete + (failed ? "\nwords\n" : "") + way.line);
+        EXPECT_EQ(last_ending, way.ending);
+        EXPECT_EQ(failed_conversions, failed ? 1 : 0);
+        EXPECT_FALSE(file_exists(worksheet));
+    }
+}
+
+TEST_F(ToolRunner, WithoutACaptureFileAFailureNeedsNoWords)
+{
+    script.does("ends 1 done; reports");
+    run_and_wait(without_capture());
+    EXPECT_EQ(shown(), complete + "drawing.ps: failed, gs ended with status 1.\n");
+}
+
+TEST_F(ToolRunner, WithoutACaptureFileACancelShowsNoWords)
+{
+    script.does("echo words > $run/messages; sleep 60");
+    during_the_wait([] {
+        const std::string words =
+            std::string(tmpPath) + "/run." + std::to_string(run_serial) + "/messages";
+        EXPECT_TRUE(eventually([&] { return !read_file(words).empty(); }));
+        userCancel = 1;
+        inScript = 0;
+    });
+    EXPECT_EQ(run_and_wait(without_capture()), 0);
+    EXPECT_EQ(shown(), cancelled);
+    EXPECT_FALSE(file_exists(worksheet));
+    EXPECT_EQ(failed_conversions, 0);
+}
+
+TEST_F(ToolRunner, TheFailureCanBeToldByTheCaller)
+{
+    run_options options = without_capture();
+    options.tell_failure = false;
+    options.tell_result = false;
+    script.does("echo words > $run/messages; ends 3 done; reports");
+    EXPECT_EQ(run_and_wait(options), 1);
+    EXPECT_EQ(console.text(), "");
+    EXPECT_EQ(failed_conversions, 0);
+    EXPECT_EQ(last_ending, ended_with_status);
+    tell_failure(options);
+    EXPECT_EQ(console.lines(), "\nwords\ndrawing.ps: failed, gs ended with status 3.\n");
+    EXPECT_EQ(failed_conversions, 1);
+    EXPECT_FALSE(file_exists(worksheet));
+
+    console.clear();
+    script.does("echo words > $run/messages; ends 0 done; reports");
+    run_and_wait(options);
+    tell_failure(options);
+    EXPECT_EQ(console.text(), "");
+    EXPECT_EQ(failed_conversions, 1);
+    EXPECT_FALSE(file_exists(worksheet));
+}
+
+// ---- after InvokeTool3 ----
+
+TEST_F(ToolRunner, AStreamedToolsEndingIsTold)
+{
+    struct {
+        std::int32_t status;
+        run_ending ending;
+        const char *line;
+    } const endings[] = {
+        {0, ended_well, ""},
+        {1, ended_with_status, "a.eps: failed, convert ended with status 1.\n"},
+        {127, ended_not_started, "a.eps: not done, convert was not started.\n"},
+        {128, ended_with_status, "a.eps: failed, convert ended with status 128.\n"},
+        {139, ended_by_signal, "a.eps: failed, convert was ended by signal 11.\n"},
+        {255, ended_with_status, "a.eps: failed, convert ended with status 255.\n"},
+    };
+    for (const auto &each : endings) {
+        console.clear();
+        failed_conversions = 0;
+        exit_status = each.status;
+        EXPECT_EQ(tool3_succeeded("a.eps", "convert"), each.ending == ended_well);
+        EXPECT_EQ(console.lines(), each.line);
+        EXPECT_EQ(last_ending, each.ending);
+        EXPECT_EQ(exit_status, each.status);
+        EXPECT_EQ(failed_conversions, each.ending == ended_well ? 0 : 1);
+    }
+}
+
+TEST_F(ToolRunner, AStreamedToolsEndingNamesTheUsersFile)
+{
+    exit_status = 1;
+    set_prepared_from("/home/user/figure.eps");
+    EXPECT_FALSE(tool3_succeeded("/tmp/tmp1.eps", "convert"));
+    set_prepared_from(nullptr);
+    EXPECT_EQ(console.lines(), "/home/user/figure.eps: failed, convert ended with status 1.\n");
+}
+
+// ---- the shell ----
 
 TEST_F(ToolRunner, WhenTheShellIsMissingItsPackageIsNamed)
 {
@@ -775,6 +893,56 @@ TEST_F(ToolRunner, APathIsTakenWholeOrNotAtAll)
     EXPECT_EQ(console.lines(),
               longest + "q: the path is too long. Move the file or shorten its name.\n");
     EXPECT_EQ(failed_conversions, 1);
+}
+
+TEST_F(ToolRunner, AnOutputIsTheGivenOneOrNamedAfterTheInput)
+{
+    char buffer[path_size] = "";
+    EXPECT_TRUE(take_output(buffer, "/given.out", "/a/in.ps", ".pdf"));
+    EXPECT_STREQ(buffer, "/given.out");
+    EXPECT_TRUE(take_output(buffer, nullptr, "/a/in.x.ps", ".pdf"));
+    EXPECT_STREQ(buffer, "/a/in.x.pdf");
+    EXPECT_TRUE(take_output(buffer, nullptr, "/a.b/in", "-%d.tiff"));
+    EXPECT_STREQ(buffer, "/a-%d.tiff");
+    EXPECT_TRUE(take_output(buffer, "", "/a/in.ps", ".pdf"));
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(console.text(), "");
+}
+
+TEST_F(ToolRunner, AnOutputThatDoesNotFitIsRefused)
+{
+    char buffer[path_size] = "before";
+    const std::string longest(path_size - 1, 'p');
+    const std::string given = longest + "q";
+    EXPECT_FALSE(take_output(buffer, given.c_str(), "/a.ps", ".pdf"));
+    EXPECT_EQ(console.lines(),
+              given + ": the path is too long. Move the file or shorten its name.\n");
+    console.clear();
+    EXPECT_FALSE(take_output(buffer, nullptr, longest.c_str(), ".pdf")); // names the input
+    EXPECT_EQ(console.lines(),
+              longest + ": the path is too long. Move the file or shorten its name.\n");
+    EXPECT_STREQ(buffer, "before");
+    EXPECT_EQ(failed_conversions, 2);
+    EXPECT_TRUE(take_output(buffer, longest.c_str(), "/a.ps", ".pdf"));
+    EXPECT_EQ(buffer, longest);
+}
+
+TEST_F(ToolRunner, MessagesNameTheUsersFileWhileItsCopyIsWorkedOn)
+{
+    EXPECT_STREQ(users_file("/tmp/tmp1.eps"), "/tmp/tmp1.eps");
+    set_prepared_from("/home/user/figure.eps");
+    EXPECT_STREQ(users_file("/tmp/tmp1.eps"), "/home/user/figure.eps");
+    set_prepared_from(nullptr);
+    EXPECT_STREQ(users_file("/tmp/tmp1.eps"), "/tmp/tmp1.eps");
+}
+
+TEST_F(ToolRunner, WhatEndsBeforeARunCountsAsFailed)
+{
+    last_ending = ended_well;
+    conversion_failed();
+    EXPECT_EQ(failed_conversions, 1);
+    EXPECT_EQ(last_ending, ended_not_started);
+    EXPECT_EQ(exit_status, 1);
 }
 
 TEST_F(ToolRunner, TheInputIsKnownUnderAllItsNames)

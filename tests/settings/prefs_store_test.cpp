@@ -5,6 +5,7 @@
 #include "tests/support/console_capture.h"
 #include "tests/support/test_files.h"
 
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +16,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -337,6 +339,63 @@ TEST_F(PrefsStore, BufferOfTheShortReadIsUsedAgain)
     EXPECT_STREQ(first, "/a");
     EXPECT_EQ(get_str_resource("GSCOMMAND"), first);
     EXPECT_STREQ(first, "ls");
+}
+
+TEST_F(PrefsStore, TextFallsBackWhereNoneIsSet)
+{
+    EXPECT_EQ(string_setting("PS2PDF_OPTION_STR", "fallback"), "fallback"); // no file yet
+    start();
+    EXPECT_EQ(string_setting("PS2PDF_OPTION_STR", "fallback"), "fallback");
+    set_str_resource("PS2PDF_OPTION_STR", "");
+    EXPECT_EQ(string_setting("PS2PDF_OPTION_STR", "fallback"), "fallback");
+    EXPECT_EQ(string_setting("PS2PDF_OPTION_STR", ""), "");
+    for (const std::string &value : {std::string("-r300"), std::string(" "), std::string("0"),
+                                     std::string(100000, 'v'), std::string("\xFF\"$`\\\n")}) {
+        set_str_resource("PS2PDF_OPTION_STR", value.c_str());
+        EXPECT_TRUE(string_setting("PS2PDF_OPTION_STR", "fallback") == value);
+    }
+    EXPECT_EQ(platform::live_handles(), 0U);
+}
+
+TEST_F(PrefsStore, NumberFallsBackWhereNoneIsSet)
+{
+    EXPECT_EQ(number_setting("TIFF_OPTION_STR", 144), 144); // no file yet
+    start();
+    EXPECT_EQ(number_setting("TIFF_OPTION_STR", 144), 144);
+    EXPECT_EQ(number_setting("TIFF_OPTION_STR", 150), 150);
+    set_str_resource("TIFF_OPTION_STR", "");
+    EXPECT_EQ(number_setting("TIFF_OPTION_STR", 144), 144);
+}
+
+TEST_F(PrefsStore, NumberIsWhatTheValueBeginsWith)
+{
+    start();
+    const std::pair<std::string, int> values[] = {
+        {"300", 300},
+        {"0", 0},
+        {"-72", -72},
+        {"+96", 96},
+        {" \t\n12", 12},
+        {"12.75", 12},
+        {"300dpi", 300},
+        {"010", 10}, // not octal
+        {"0x10", 0},
+        {"high", 0}, // set, and no number: not the fallback
+        {" ", 0},
+        {"-", 0},
+        {".5", 0},
+        {"2147483647", INT_MAX},
+        {"2147483648", INT_MAX},
+        {"-2147483648", INT_MIN},
+        {"-2147483649", INT_MIN},
+        {"99999999999999999999999", INT_MAX},
+        {"-99999999999999999999999", INT_MIN},
+        {std::string(300, '0') + "7", 7}, // longer than a short value
+    };
+    for (const auto &[value, number] : values) {
+        set_str_resource("TIFF_OPTION_STR", value.c_str());
+        EXPECT_EQ(number_setting("TIFF_OPTION_STR", 144), number) << value;
+    }
 }
 
 TEST_F(PrefsStore, CurrentResourceFileStays)

@@ -499,7 +499,7 @@ TEST_F(GsFiles, ADeviceIsWrittenTo)
 {
     output = "/dev/null";
     after_tool(sound_pdf);
-    EXPECT_EQ(link_target("papermill-out"), run + "/result");
+    EXPECT_EQ(std::filesystem::path(link_target("papermill-out")).parent_path(), run);
     EXPECT_EQ(settle(0).status, 0);
     EXPECT_EQ(ending(), "0 done\n");
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));

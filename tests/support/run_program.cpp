@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
@@ -15,6 +16,17 @@ static void make_pipe(int (&ends)[2])
 {
     if (pipe2(ends, O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe");
+}
+
+// The second end is a terminal, the first one reads what is written to it.
+static void make_terminal(int (&ends)[2])
+{
+    ends[0] = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (ends[0] < 0 || grantpt(ends[0]) != 0 || unlockpt(ends[0]) != 0)
+        throw std::runtime_error("no terminal");
+    ends[1] = open(ptsname(ends[0]), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (ends[1] < 0)
+        throw std::runtime_error("no terminal");
 }
 
 static void close_file(int &file)
@@ -62,8 +74,14 @@ running_program::running_program(const program_call &call)
 {
     std::signal(SIGPIPE, SIG_IGN); // a program need not read its input
     int input[2], out[2], err[2];
-    make_pipe(out);
-    make_pipe(err);
+    if (call.on_terminal) {
+        make_terminal(out);
+        err[0] = -1;
+        err[1] = fcntl(out[1], F_DUPFD_CLOEXEC, 0);
+    } else {
+        make_pipe(out);
+        make_pipe(err);
+    }
     if (call.input) {
         make_pipe(input);
         fcntl(input[1], F_SETFL, O_NONBLOCK);

@@ -16,6 +16,7 @@ struct program_call {
     std::map<std::string, std::optional<std::string>> environment = {}; // changes; nullopt removes
     std::string folder = {};                                            // empty: the test's own
     std::optional<std::string> input = {}; // comes through a pipe; none: /dev/null
+    bool on_terminal = false;              // both outputs go to one; what comes from it is in `out`
     std::chrono::milliseconds timeout = std::chrono::minutes(5); // a busy machine takes its time
 };
 

@@ -58,6 +58,21 @@ TEST(RunProgram, PassesMuchInputAndOutputAtOnce)
     EXPECT_EQ(run_program({{"cat"}}).out, "");
 }
 
+TEST(RunProgram, GivesATerminalAndAllThatIsWrittenToIt)
+{
+    const program_result r =
+        run_program({.arguments = {"sh", "-c",
+                                   "test -t 1 && test -t 2 && seq 5000; echo err >&2; "
+                                   "(sleep 0.2; echo late) & exit 3"},
+                     .on_terminal = true});
+    std::string expected;
+    for (int i = 1; i <= 5000; ++i)
+        expected += std::to_string(i) + "\r\n";
+    EXPECT_EQ(r.out, expected + "err\r\nlate\r\n");
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.status, 3);
+}
+
 TEST(RunProgram, EndsWhatTakesTooLong)
 {
     EXPECT_TRUE(eventually([] { // not every time is there time enough to begin

@@ -95,6 +95,20 @@ void spine_test::set_setting(const char *key, const char *value)
     ASSERT_EQ(set_str_resource(key, value), 1);
 }
 
+void spine_test::during_the_wait(void (*action)())
+{
+    static void (*wanted)();
+    static EventLoopTimerRef timer;
+    wanted = action;
+    InstallEventLoopTimer(
+        GetCurrentEventLoop(), 0.0, 3600.0,
+        [](EventLoopTimerRef own, void *) {
+            RemoveEventLoopTimer(own);
+            wanted();
+        },
+        nullptr, &timer);
+}
+
 void delete_console_text()
 {
     TXNDeleteObject(text);

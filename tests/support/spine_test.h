@@ -20,6 +20,9 @@ protected:
     // Stores the setting in the test's own preferences file, which is empty at first.
     void set_setting(const char *key, const char *value);
 
+    // Calls the function once, as soon as the loop of the next wait turns.
+    static void during_the_wait(void (*action)());
+
     temporary_folder folder; // for the test's files
     console_capture console;
 

@@ -34,6 +34,13 @@ program_result terminal_user::papermill(const std::vector<std::string> &words) c
     return run_program(call(words));
 }
 
+program_result terminal_user::papermill_on_terminal(const std::vector<std::string> &words) const
+{
+    program_call result = call(words);
+    result.on_terminal = true;
+    return run_program(result);
+}
+
 program_result terminal_user::papermill_under(std::vector<std::string> words,
                                               const std::vector<std::string> &papermill_words) const
 {

@@ -30,6 +30,9 @@ public:
     program_call call(const std::vector<std::string> &words) const;
     program_result papermill(const std::vector<std::string> &words) const;
 
+    // The same on a terminal.
+    program_result papermill_on_terminal(const std::vector<std::string> &words) const;
+
     // Runs papermill under another program, whose words come first.
     program_result papermill_under(std::vector<std::string> words,
                                    const std::vector<std::string> &papermill_words) const;
