@@ -720,7 +720,7 @@ protected:
                                   "while [ ! -e " +
                                       tools.path() +
                                       "/go ]; do sleep 0.01; done\n"
-                                      "echo '%PDF-1.4 %%EOF' > papermill-out/result.pdf\n");
+                                      "echo '%PDF-1.4\n%%EOF' > papermill-out/result.pdf\n");
         setenv("PATH", (tools.path() + ":" + std::getenv("PATH")).c_str(), 1);
         platform::copy_whole(command_line, ("gs.script ps2pdf " + std::to_string(appPID) + " \"" +
                                             worksheet + "\" \"" + folder / "out.pdf" + "\" \"" +
@@ -799,7 +799,7 @@ TEST_F(StaleScript, ReportsAsLongAsItsRunIsOn)
     tools.write("go", "");
     EXPECT_EQ(run_and_wait(run_options()), 1);
     EXPECT_EQ(last_ending, ended_well);
-    EXPECT_EQ(read_file(folder / "out.pdf"), "%PDF-1.4 %%EOF\n");
+    EXPECT_EQ(read_file(folder / "out.pdf"), "%PDF-1.4\n%%EOF\n");
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.ps", "out.pdf"}));
 }
 
