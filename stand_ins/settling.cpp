@@ -62,6 +62,7 @@ trouble trouble_in(const char *line)
         trouble meaning;
     } known[] = {
         {"   **** This file requires a password for access.", trouble::locked},
+        {"   **** Error: Password did not work.", trouble::locked},
         {"Command Line Error: Incorrect password", trouble::locked},
         {"   **** Warning: PDF document has no pages.", trouble::no_pages},
         {"Syntax Error: Invalid page count 0", trouble::no_pages},

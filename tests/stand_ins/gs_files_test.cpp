@@ -879,6 +879,8 @@ TEST_F(GsFiles, TheCauseIsToldInClearWords)
     } causes[] = {
         {locked, 1, locked_message, "1 done\n"},
         {"Command Line Error: Incorrect password\n", 1, locked_message, "1 done\n"},
+        {"GPL Ghostscript:\n   **** Error: Password did not work.\n", 1, locked_message,
+         "1 done\n"},
         {no_pages, 0, no_pages_message, "0 unusable\n"},
         {"Syntax Error: Invalid page count 0\nCommand Line Error: Wrong page range given\n", 99,
          no_pages_message, "99 done\n"},
