@@ -57,7 +57,7 @@ OSErr read_picture(FSIORefNum file, Handle *picture)
         return eofErr;
     Handle data = NewHandle(static_cast<std::size_t>(length));
     if (data == nullptr)
-        return MemError();
+        return memFullErr;
     HLock(data);
     error = FSRead(file, &length, *data);
     HUnlock(data);

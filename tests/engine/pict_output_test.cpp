@@ -11,6 +11,7 @@
 #include "platform/strings.h"
 #include "settings/path_utils.h"
 #include "tests/support/conversion_test.h"
+#include "tests/support/eventually.h"
 #include "tests/support/picture_reader.h"
 #include "tests/support/run_program.h"
 #include "tests/support/test_files.h"
@@ -633,7 +634,91 @@ TEST_F(ToPict, AnInterruptEndsConvertAndLeavesNothing)
     EXPECT_EQ(last_ending, ended_cancelled);
     EXPECT_EQ(exit_status, 130);
     EXPECT_EQ(inRun, 0);
-    EXPECT_NE(kill(std::stoi(read_file(tools / "pid")), 0), 0);
+    const pid_t tool = std::stoi(read_file(tools / "pid"));
+    EXPECT_TRUE(eventually([&] { return kill(tool, 0) != 0; }));
+    EXPECT_EQ(folder.names(), words{"figure.eps"});
+    EXPECT_EQ(names_in(tmpPath), words());
+}
+
+namespace {
+
+// With the bundle's own convert, which finds the test's in the place of ImageMagick; gs.script
+// leaves a bitmap.
+class ByTheBundle : public conversion_test {
+protected:
+    ByTheBundle()
+        : figure(folder.write("figure.eps", "%!PS-Adobe-3.0 EPSF-3.0\n"
+                                            "%%BoundingBox: 0 0 20 10\nshowpage\n")),
+          old_path(std::getenv("PATH"))
+    {
+        tools.write("bitmap", "P6 40 20 255\n" + std::string(40 * 20 * 3, 'x'));
+        script.does("cat '" + (tools / "bitmap") + "' > \"$4\"; ends 0 done; reports");
+        const std::size_t end = old_path.find(PAPERMILL_BUNDLE);
+        front = old_path.substr(0, end) + PAPERMILL_BUNDLE "/Resources/bin:";
+        setenv("PATH", (front + tools.path() + ":/usr/bin:/bin").c_str(), 1);
+        set_setting("PICT_PREVIEW", "1");
+    }
+    ~ByTheBundle() override
+    {
+        setenv("PATH", old_path.c_str(), 1);
+        pict_preview = 0;
+    }
+
+    std::string figure, old_path, front;
+    temporary_folder tools;
+};
+
+} // namespace
+
+TEST_F(ByTheBundle, ThePictureIsMadeAndAttached)
+{
+    epstopict(figure.c_str(), (folder / "100%d [0].out").c_str());
+    const pict_content picture = read_picture_file(folder / "100%d [0].out");
+    EXPECT_EQ(picture.complaint, "") << console.lines();
+    EXPECT_TRUE(picture.pixels == std::string(40 * 20 * 3, 'x'));
+    EXPECT_EQ(preview_of(figure), without_header(read_file(folder / "100%d [0].out")));
+    EXPECT_EQ(folder.names(), (words{"._figure.eps", "100%d [0].out", "figure.eps"}));
+    EXPECT_EQ(names_in(tmpPath), words());
+}
+
+TEST_F(ByTheBundle, AMissingImageMagickIsTold)
+{
+    std::filesystem::create_symlink("/usr/bin/env", tools / "env");
+    std::filesystem::create_symlink("/bin/cat", tools / "cat");
+    setenv("PATH", (front + tools.path()).c_str(), 1);
+    epstopict(figure.c_str(), nullptr);
+    EXPECT_NE(shown().find("\nconvert was not found. Install the package imagemagick.\n" + figure +
+                           ": not done, convert was not started.\n"),
+              std::string::npos)
+        << shown();
+    EXPECT_EQ(last_ending, ended_not_started);
+    EXPECT_EQ(exit_status, 127);
+    EXPECT_EQ(failed_conversions, 1);
+    EXPECT_EQ(folder.names(), words{"figure.eps"});
+}
+
+TEST_F(ByTheBundle, WhatImageMagickSaysReachesTheConsoleWithTheUsersName)
+{
+    tools.write_program("convert", "#!/bin/sh\necho \"convert: bad luck \\`input'\" >&2; exit 9\n");
+    epstopict(figure.c_str(), nullptr);
+    EXPECT_NE(shown().find("\nconvert: bad luck `" + figure + "'\n" + figure +
+                           ": failed, convert ended with status 9.\n"),
+              std::string::npos)
+        << shown();
+    EXPECT_EQ(folder.names(), words{"figure.eps"});
+}
+
+TEST_F(ByTheBundle, AnInterruptEndsImageMagickAndLeavesNothing)
+{
+    tools.write_program("convert", "#!/bin/sh\necho $$ > half; kill -TERM $PAPERMILL_PID\n"
+                                   "exec sleep 1000\n");
+    platform::on_interrupt([] {
+        platform::kill_run_processes();
+        userCancel = 1;
+    });
+    epstopict(figure.c_str(), nullptr);
+    platform::on_interrupt(nullptr);
+    EXPECT_EQ(last_ending, ended_cancelled) << console.lines();
     EXPECT_EQ(folder.names(), words{"figure.eps"});
     EXPECT_EQ(names_in(tmpPath), words());
 }

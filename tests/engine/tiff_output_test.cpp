@@ -287,8 +287,7 @@ TEST_F(EpsToTiff, AResolutionThatIsNoneIsRefused)
         console.clear();
         set_setting("TIFF_OPTION_STR", value.c_str());
         epstotiff(figure.c_str(), nullptr);
-        EXPECT_EQ(shown(), banner() + figure + ": not converted, " +
-                               (value == "none" ? "0" : value) +
+        EXPECT_EQ(shown(), figure + ": not converted, " + (value == "none" ? "0" : value) +
                                " is no resolution; it goes from 1 to 10000 dots per inch.\n");
         expect_no_temporary_files();
     }
