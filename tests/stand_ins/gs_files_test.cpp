@@ -997,7 +997,7 @@ TEST_F(GsFiles, TheLimitDoesNotLiftAnother)
     program_call limited = call({"limit", "100", "confine", "sh", "-c", "ulimit -f"});
     EXPECT_EQ(run_program(limited).out, "200\n"); // in blocks of 512 bytes
     limited.arguments.insert(limited.arguments.begin(),
-                             {"sh", "-c", "ulimit -f 10; exec \"$@\"", "sh"});
+                             {"sh", "-c", "ulimit -S -f 10; exec \"$@\"", "sh"});
     EXPECT_EQ(run_program(limited).out, "10\n");
 }
 

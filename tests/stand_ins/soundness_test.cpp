@@ -228,6 +228,7 @@ TEST_F(Soundness, APageImagesStripsLieWithinIt)
     EXPECT_FALSE(sound("tiff", tiff({offset, {279, 4, 1, 0}})));
     EXPECT_FALSE(sound("tiff", tiff({{273, 4, 1, end}, size})));
     EXPECT_FALSE(sound("tiff", tiff({{273, 4, 1, 0}, size})));
+    EXPECT_FALSE(sound("tiff", tiff({{273, 4, 1, UINT32_MAX}, size})));
     EXPECT_FALSE(sound("tiff", tiff({offset})));
     EXPECT_FALSE(sound("tiff", tiff({size})));
     EXPECT_FALSE(sound("tiff", tiff({})));
