@@ -113,6 +113,22 @@ TEST(Documents, EveryCommandIsListedWithItsArguments)
     }
 }
 
+TEST(Documents, EveryConversionIsShownWithAResult)
+{
+    const std::string shown = document("conversions.md");
+    const std::string rows = shown.substr(0, shown.find("<!-- end of the table -->"));
+    int conversions = 0;
+    for (const cli_command &command : cli_commands) {
+        const std::string name = command.name;
+        if (!command.shows_console || name == "exec")
+            continue;
+        ++conversions;
+        const std::string call = "| `papermill " + (name.empty() ? "paper.ps`" : name + " ");
+        EXPECT_NE(rows.find(call), std::string::npos) << call;
+    }
+    EXPECT_EQ(conversions, 14);
+}
+
 TEST(Documents, ExitStatusesAreThosePromised)
 {
     const std::string listed = document("terminal.md");

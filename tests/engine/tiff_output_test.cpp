@@ -283,6 +283,7 @@ TEST_F(EpsToTiff, TheSettingIsTheResolution)
 
 TEST_F(EpsToTiff, AResolutionThatIsNoneIsRefused)
 {
+    const std::string older = folder.write("figure.tiff", "older");
     for (const std::string value : {"0", "-1", "10001", "none"}) {
         console.clear();
         set_setting("TIFF_OPTION_STR", value.c_str());
@@ -291,6 +292,7 @@ TEST_F(EpsToTiff, AResolutionThatIsNoneIsRefused)
                                " is no resolution; it goes from 1 to 10000 dots per inch.\n");
         expect_no_temporary_files();
     }
+    EXPECT_EQ(read_file(older), "older");
     EXPECT_EQ(script.calls(), 0);
     EXPECT_EQ(convert_call(), words());
     EXPECT_EQ(failed_conversions, 4);
