@@ -11,7 +11,6 @@
 #include "engine/pict_output.h"
 #include "engine/tiff_output.h"
 #include "engine/tool_environment.h"
-#include "engine/tool_launcher.h"
 #include "engine/tool_runner.h"
 #include "platform/core/atomic_file.h"
 #include "platform/processes.h"
@@ -148,8 +147,11 @@ int eps2eps(const cli_request &request)
 
 int ps2eps(const cli_request &request)
 {
-    if (has_folder(request.words))
-        do_ps2eps(absolute(request.words[0]).c_str());
+    // An EPS file may take its page's place; a link to the page may not cost the page.
+    if (!take_files(request, ".eps") ||
+        (std::strcmp(in_file, out_file) != 0 && refuse_own_input(in_file, out_file)))
+        return outcome();
+    do_ps2eps(nullptr);
     return outcome();
 }
 
@@ -204,16 +206,31 @@ int merge(const cli_request &request)
 bool place_index(const std::string &index, const char *output)
 {
     struct stat status = {};
-    if (stat(output, &status) == 0 && !S_ISREG(status.st_mode)) {
-        moveFile(index.c_str(), output);
-        return true;
+    const bool exists = stat(output, &status) == 0;
+    if (exists && S_ISDIR(status.st_mode)) {
+        text_printf("%s: this is a folder; the output needs a file name.\n", output);
+        return false;
+    }
+    if (exists && access(output, W_OK) != 0) {
+        text_printf("%s: the file can't be replaced: %s.\n", output, std::strerror(errno));
+        return false;
     }
     const platform::unique_fd made(open(index.c_str(), O_RDONLY | O_CLOEXEC));
-    fstat(made.get(), &status);
+    struct stat of_index = {};
+    fstat(made.get(), &of_index);
+    const auto copy = [&](platform::file_writer &file) {
+        file.copy(made.get(), 0, of_index.st_size);
+    };
     errno = 0;
-    const OSErr error = platform::replace_file_with(
-        output, [&](platform::file_writer &file) { file.copy(made.get(), 0, status.st_size); },
-        nullptr);
+    OSErr error = noErr;
+    if (exists && !S_ISREG(status.st_mode)) {
+        const platform::unique_fd device(open(output, O_WRONLY | O_CLOEXEC));
+        platform::file_writer file(device.get());
+        copy(file);
+        error = file.finish();
+    } else {
+        error = platform::replace_file_with(platform::write_target(output), copy, nullptr);
+    }
     if (error == noErr)
         return true;
     text_printf("%s: the file can't be written: %s.\n", output, std::strerror(errno));

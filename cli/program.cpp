@@ -108,6 +108,25 @@ bool is_command_word(const char *word)
     });
 }
 
+// The parser would take "[a,b]" for a list of two words. With a byte before it, it does not.
+constexpr char shield = '\1';
+
+bool needs_shield(const std::string &word)
+{
+    return !word.empty() && (word.front() == '[' || word.front() == shield) && word.back() == ']';
+}
+
+std::string shielded(const std::string &word)
+{
+    return needs_shield(word) ? shield + word : word;
+}
+
+// The word as it was typed.
+std::string unshielded(const std::string &word)
+{
+    return needs_shield(word) ? word.substr(1) : word;
+}
+
 // The words of the call, last one first as the parser takes them. A first word that is no command
 // is a file, and so is all that follows: it must not be taken for a command by accident.
 std::vector<std::string> reversed_words(int argc, char **argv)
@@ -123,7 +142,7 @@ std::vector<std::string> reversed_words(int argc, char **argv)
         } else if (first && std::strcmp(argv[i], "--") == 0) {
             first = false;
         }
-        words.emplace_back(argv[i]);
+        words.push_back(shielded(argv[i]));
     }
     std::reverse(words.begin(), words.end());
     return words;
@@ -135,7 +154,8 @@ void add_arguments(CLI::App *app, const cli_command &command, cli_request *reque
         CLI::Option *option = app->add_option(
             argument.name,
             [request](const CLI::results_t &words) {
-                request->words.insert(request->words.end(), words.begin(), words.end());
+                for (const std::string &word : words)
+                    request->words.push_back(unshielded(word));
                 return true;
             },
             argument.help);
@@ -146,7 +166,7 @@ void add_arguments(CLI::App *app, const cli_command &command, cli_request *reque
     for (const cli_option &option : command.options) {
         const std::string name = option.name;
         const auto take = [request, name](const std::string &value) {
-            request->options[name] = value;
+            request->options[name] = unshielded(value);
         };
         if (option.value != nullptr)
             app->add_option_function<std::string>(name, take, option.help)

@@ -96,7 +96,7 @@ writing write_eps(const char *input, const char *output)
     char box[80];
     std::snprintf(box, sizeof box, "%%%%BoundingBox: %d %d %d %d", a, b, c, d);
     const OSErr error = platform::replace_file_with(
-        output,
+        platform::write_target(output),
         [&](platform::file_writer &file) {
             // Page has no colon: one would make it a comment about the page of the outer document.
             put_lines(file,

@@ -101,7 +101,8 @@ void do_pdf2dsc(const char *input, const char *output)
     const std::string folder(output, out_slash + 1);
     const std::string copy = folder + in_name;
     if (!compose_command_line(input, "cp -f \"%s\" \"%s\"", slot(input).c_str(),
-                              slot(copy.c_str()).c_str()))
+                              slot(copy.c_str()).c_str()) ||
+        refuse_unusable_input(input))
         return;
     InvokeTool2(command_line);
 

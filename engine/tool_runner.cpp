@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -280,6 +281,26 @@ bool take_output(char (&buffer)[path_size], const char *output, const char *inpu
         return true;
     refuse_long_path(input);
     return false;
+}
+
+bool refuse_unusable_input(const char *input)
+{
+    const int file = open(input, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    struct stat status = {};
+    if (file < 0 && errno == ENOENT)
+        text_printf("%s: File not found!\n", input);
+    else if (file < 0 || fstat(file, &status) != 0)
+        text_printf("%s: the file can't be read: %s.\n", input, std::strerror(errno));
+    else if (S_ISDIR(status.st_mode))
+        text_printf("%s: this is a folder, not a file.\n", input);
+    else if (!S_ISREG(status.st_mode))
+        text_printf("%s: this is no ordinary file.\n", input);
+    if (file >= 0)
+        close(file);
+    if (file >= 0 && S_ISREG(status.st_mode))
+        return false;
+    conversion_failed();
+    return true;
 }
 
 bool refuse_own_input(const char *input, const char *output)

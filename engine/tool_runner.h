@@ -67,6 +67,10 @@ bool take_path(char (&buffer)[path_size], const char *path);
 bool take_output(char (&buffer)[path_size], const char *output, const char *input,
                  const char *extension);
 
+// True, with a message, when the input cannot be read or is no ordinary file: to copy a pipe or a
+// device may take for ever.
+bool refuse_unusable_input(const char *input);
+
 // True, with a message, when the output is the very file that is to be read: it would be lost.
 bool refuse_own_input(const char *input, const char *output);
 

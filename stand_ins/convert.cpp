@@ -8,6 +8,7 @@
 // wide, and have rows that are too long for the format from 4096 pixels on.
 //
 // The application shows standard output alone, so that is where the messages go.
+#include "platform/core/atomic_file.h"
 #include "platform/core/picture_format.h"
 #include "platform/core/run_folder.h"
 #include "stand_ins/complain.h"
@@ -399,7 +400,7 @@ std::string link_of_run()
     if (run_folder == nullptr)
         return "";
     const std::string link = std::string(run_folder) + "/" + platform::output_link;
-    return link_target(link).empty() ? link : "";
+    return platform::link_target(link).empty() ? link : "";
 }
 
 int convert(const request &job)

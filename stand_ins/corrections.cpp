@@ -225,7 +225,10 @@ bool correct_eps(const std::string &path, const std::string &input)
 bool correct_index(const std::string &path, const std::string &input)
 {
     const std::string own = std::string("(") + platform::input_link + ")";
-    const std::string users = "(" + in_postscript_string(input.substr(input.rfind('/') + 1)) + ")";
+    std::string name = input.substr(input.rfind('/') + 1);
+    if (name[0] == '%') // PostScript would take it for a device, or for a command to run
+        name.insert(0, "./");
+    const std::string users = "(" + in_postscript_string(name) + ")";
     return rewrite(path, [&](const std::string &line, bool starts, std::FILE *out) {
         const bool is_name = starts && begins_with(line.c_str(), own.c_str());
         put(is_name ? users + line.substr(own.size()) : line, out);

@@ -1,5 +1,6 @@
 #include "stand_ins/result_place.h"
 
+#include "platform/core/atomic_file.h"
 #include "platform/core/run_folder.h"
 #include "stand_ins/complain.h"
 
@@ -16,12 +17,6 @@
 namespace {
 
 constexpr std::size_t window_size = 65536;
-
-std::string folder_of(const std::string &path)
-{
-    const std::size_t slash = path.rfind('/');
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
 
 // Copies the result into a device, which cannot be replaced.
 bool copy_into(const std::string &result, const std::string &destination)
@@ -82,7 +77,7 @@ void tell_unusable_folder(const char *file)
 
 bool find_place(const char *output, result_place *place)
 {
-    const std::string destination = write_target(absolute(output));
+    const std::string destination = platform::write_target(absolute(output));
     struct stat status = {};
     const bool exists = stat(destination.c_str(), &status) == 0;
     if (exists && S_ISDIR(status.st_mode)) {
@@ -93,7 +88,7 @@ bool find_place(const char *output, result_place *place)
         complain("%s: the file can't be replaced: %s.", output, std::strerror(errno));
         return false;
     }
-    *place = {destination, folder_of(destination), exists && !S_ISREG(status.st_mode)};
+    *place = {destination, platform::folder_of(destination), exists && !S_ISREG(status.st_mode)};
     return true;
 }
 
@@ -134,25 +129,6 @@ bool put_result(const std::string &result, const std::string &destination, const
         return true;
     complain("%s: the result can't be put there: %s.", name, std::strerror(errno));
     return false;
-}
-
-std::string link_target(const std::string &link)
-{
-    char target[PATH_MAX];
-    const ssize_t length = readlink(link.c_str(), target, sizeof target);
-    return length <= 0 ? "" : std::string(target, static_cast<std::size_t>(length));
-}
-
-std::string write_target(std::string path)
-{
-    constexpr int most_links = 40;
-    for (int i = 0; i < most_links; ++i) {
-        const std::string target = link_target(path);
-        if (target.empty())
-            return path;
-        path = target[0] == '/' ? target : folder_of(path).append("/").append(target);
-    }
-    return path;
 }
 
 std::string absolute(const std::string &path)

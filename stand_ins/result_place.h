@@ -28,12 +28,6 @@ void tell_unusable_folder(const char *file);
 // is what the user calls the destination.
 bool put_result(const std::string &result, const std::string &destination, const char *name);
 
-// The file that a write to `path` would reach: links are followed, also one to nothing yet.
-std::string write_target(std::string path);
-
-// Where a link leads, as it stands in it; empty for what is no link.
-std::string link_target(const std::string &link);
-
 // The path from the root on.
 std::string absolute(const std::string &path);
 

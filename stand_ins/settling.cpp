@@ -1,5 +1,6 @@
 #include "stand_ins/settling.h"
 
+#include "platform/core/atomic_file.h"
 #include "platform/core/run_folder.h"
 #include "stand_ins/complain.h"
 #include "stand_ins/corrections.h"
@@ -46,7 +47,7 @@ bool file_contains(const std::string &path, const char *text)
 // ---- what the messages tell ----
 
 // The worst comes last.
-enum class trouble { none, repaired, no_pages, locked };
+enum class trouble { none, repaired, too_large, no_pages, locked };
 
 // What is wrong with the PDF files, and the input that has the worst of it.
 struct diagnosis {
@@ -67,6 +68,8 @@ trouble trouble_in(const char *line)
         {"   **** Warning: PDF document has no pages.", trouble::no_pages},
         {"Syntax Error: Invalid page count 0", trouble::no_pages},
         {"   **** This file had errors that were repaired", trouble::repaired},
+        {"Syntax Error", trouble::repaired},
+        {"   **** A page is too large.", trouble::too_large},
     };
     for (const auto &each : known) {
         if (std::strncmp(line, each.text, std::strlen(each.text)) == 0)
@@ -114,6 +117,23 @@ const char *users_name(const char *input)
     return original == nullptr ? input : original;
 }
 
+// Tells when there is no room for a byte more in the folder of the result: some tools end then as
+// if all were well.
+void tell_full_disk(const finished_run &run)
+{
+    const std::string probe = run.folder + "/" + platform::output_link + "/probe";
+    std::FILE *file = std::fopen(probe.c_str(), "we");
+    if (file == nullptr)
+        return;
+    std::fputc('x', file);
+    if (std::fclose(file) != 0)
+        complain(
+            "%s: nothing can be written into the folder %s: %s.", run.output,
+            platform::folder_of(platform::link_target(run.folder + "/" + destination_link)).c_str(),
+            std::strerror(errno));
+    std::remove(probe.c_str());
+}
+
 // Says in plain words what the tools said in theirs.
 void tell_cause(const finished_run &run, const diagnosis &found, bool good)
 {
@@ -122,13 +142,15 @@ void tell_cause(const finished_run &run, const diagnosis &found, bool good)
         complain("%s: the file is encrypted; it opens with its password only.", input);
     else if (found.what == trouble::no_pages)
         complain("%s: the PDF file has no pages.", input);
-    else if (run.status == 128 + SIGXFSZ)
+    else if (run.status == 128 + SIGXFSZ || found.what == trouble::too_large)
         complain("%s: a page is too large for a picture at this resolution.", input);
     else if (run.status == 0 && !good && run.kind == "txt")
         complain("%s: there is no text in it.", input);
     else if (good && found.what == trouble::repaired)
         complain("%s: the file was damaged and has been repaired; something may be missing.",
                  input);
+    else if (!good)
+        tell_full_disk(run);
 }
 
 // ---- the user's names ----
@@ -199,7 +221,17 @@ std::string page_name(std::string pattern, int page)
     return place == std::string::npos ? pattern : pattern.replace(place, 2, std::to_string(page));
 }
 
-// Moves the picture of each page. None is moved unless all are good.
+// Whether both paths lead to the same file.
+bool is_same_file(const char *first, const std::string &second)
+{
+    struct stat a = {};
+    struct stat b = {};
+    return stat(first, &a) == 0 && stat(second.c_str(), &b) == 0 && a.st_dev == b.st_dev &&
+           a.st_ino == b.st_ino;
+}
+
+// Moves the picture of each page. None is moved unless all are good. The names of the pages are not
+// known before: only now can one be a link to the input.
 bool place_pages(const finished_run &run, const std::string &result, const std::string &destination)
 {
     int pages = 0;
@@ -207,9 +239,14 @@ bool place_pages(const finished_run &run, const std::string &result, const std::
         ++pages;
         if (!is_sound(run.kind, page_name(result, pages)))
             return false;
+        if (is_same_file(run.inputs[0], page_name(destination, pages))) {
+            complain("%s: the output would replace the input. Choose another name.", run.inputs[0]);
+            return false;
+        }
     }
     for (int page = 1; page <= pages; ++page) {
-        if (!put_result(page_name(result, page), write_target(page_name(destination, page)),
+        if (!put_result(page_name(result, page),
+                        platform::write_target(page_name(destination, page)),
                         page_name(run.output, page).c_str()))
             return false;
     }
@@ -261,7 +298,7 @@ int settle(const finished_run &run)
         errno = 0; // told to nobody then
     bool good = false;
     if (run.status == 0 && found.what <= trouble::repaired && !tells_of_error(run.capture)) {
-        const std::string destination = link_target(run.folder + "/" + destination_link);
+        const std::string destination = platform::link_target(run.folder + "/" + destination_link);
         if (by_pages)
             good = place_pages(run, result, destination);
         else

@@ -36,14 +36,22 @@ off_t end_without_padding(int file, off_t size)
     return 0;
 }
 
-// The head must say what it is, and the end must be there: Ghostscript mends a file that was cut
-// off, quietly and with a status of 0, and what was cut off is missing.
-bool is_whole_pdf(int file, off_t size, const char *input)
+// A file is what is wanted: PDF, PostScript, or one of the two. The end of a PDF file must be
+// there: Ghostscript mends a file that was cut off, quietly and with a status of 0, and what was
+// cut off is missing.
+bool is_whole(int file, off_t size, const std::string &kind, const char *input)
 {
     constexpr std::size_t head_size = 1024;
     constexpr off_t tail_size = 2048;
-    if (read_part(file, 0, head_size).find("%PDF-") == std::string::npos) {
+    const std::size_t mark = read_part(file, 0, head_size).find("%PDF-");
+    if (kind == "pdf" && mark == std::string::npos) {
         complain("%s: this is no PDF file.", input);
+        return false;
+    }
+    if (kind != "pdf" && mark != 0)
+        return true;
+    if (kind == "ps") {
+        complain("%s: this is a PDF file, not PostScript.", input);
         return false;
     }
     const off_t end = end_without_padding(file, size);
@@ -55,7 +63,7 @@ bool is_whole_pdf(int file, off_t size, const char *input)
     return true;
 }
 
-bool input_is_good(const char *input, bool pdf)
+bool input_is_good(const char *input, const std::string &kind)
 {
     const int file = open(input, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (file < 0) {
@@ -75,7 +83,7 @@ bool input_is_good(const char *input, bool pdf)
     else if (status.st_size == 0)
         complain("%s: the file is empty.", input);
     else
-        good = !pdf || is_whole_pdf(file, status.st_size, input);
+        good = is_whole(file, status.st_size, kind, input);
     close(file);
     return good;
 }
@@ -107,7 +115,7 @@ staging_status stage(const std::string &run_folder, const std::string &kind, con
                      const std::vector<const char *> &inputs)
 {
     for (const char *input : inputs) {
-        if (!input_is_good(input, kind == "pdf"))
+        if (!input_is_good(input, kind))
             return no_input;
     }
     for (std::size_t i = 0; i < inputs.size(); ++i) {

@@ -15,7 +15,8 @@ enum staging_status { staged = 0, no_input = 66, no_output = 73 };
 std::string input_link_name(std::size_t number, std::size_t count);
 
 // Links the inputs and makes a folder for unfinished output beside the destination. `kind` is
-// "pdf" when only PDF files are of use, else "any". Says on standard error what is wrong.
+// "pdf" when only PDF files are of use, "ps" when they are of none, else "any". Says on standard
+// error what is wrong.
 staging_status stage(const std::string &run_folder, const std::string &kind, const char *output,
                      const std::vector<const char *> &inputs);
 

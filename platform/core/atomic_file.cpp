@@ -149,6 +149,25 @@ OSErr platform::follow_links(const std::string &path, std::string *followed)
     return noErr;
 }
 
+std::string platform::link_target(const std::string &link)
+{
+    char target[PATH_MAX];
+    const ssize_t length = readlink(link.c_str(), target, sizeof target);
+    return length <= 0 ? "" : std::string(target, static_cast<std::size_t>(length));
+}
+
+std::string platform::write_target(std::string path)
+{
+    constexpr int most_links = 40;
+    for (int i = 0; i < most_links; ++i) {
+        const std::string target = link_target(path);
+        if (target.empty())
+            return path;
+        path = target[0] == '/' ? target : folder_of(path).append("/").append(target);
+    }
+    return path;
+}
+
 platform::unique_fd::~unique_fd()
 {
     if (number >= 0)

@@ -22,6 +22,12 @@ std::string name_in_folder(const std::string &path);
 // that leads nowhere, which is fnfErr.
 OSErr follow_links(const std::string &path, std::string *followed);
 
+// Where a link leads, as it stands in it; empty for what is no link.
+std::string link_target(const std::string &link);
+
+// The file that a write to `path` would reach: links are followed, also one to nothing yet.
+std::string write_target(std::string path);
+
 // A file descriptor that is closed with its owner.
 class unique_fd {
 public:

@@ -1,6 +1,7 @@
 // What cannot be converted: told clearly, with the file's own name, and nothing is left over.
 
 #include "cli/exit_statuses.h"
+#include "tests/support/conversions.h"
 #include "tests/support/terminal_test.h"
 
 #include <cstdlib>
@@ -15,6 +16,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char good_file[] = "an older result";
+constexpr int page_width = 100; // points
 
 std::string random_bytes(std::size_t size)
 {
@@ -45,78 +47,102 @@ void expect_refusal(const program_result &result, const std::string &file)
         EXPECT_FALSE(contains(told, own_name)) << own_name << story(result);
 }
 
-// How a file gets to the program, and by which converter it goes.
-struct route {
-    const char *title;
-    const char *extension;
-    bool names_output;
-    bool pstopdf;
-};
-
-void PrintTo(const route &each, std::ostream *stream)
-{
-    *stream << each.title;
-}
-
-const route routes[] = {
-    {"PsOpened", ".ps", false, false},   {"PsTo", ".ps", true, false},
-    {"EpsOpened", ".eps", false, false}, {"EpsTo", ".eps", true, false},
-    {"PsByPstopdf", ".ps", true, true},  {"EpsByPstopdf", ".eps", true, true},
-};
-
-class BadInput : public terminal_test, public testing::WithParamInterface<route> {
+class BadInput : public terminal_test, public testing::WithParamInterface<conversion> {
 protected:
     void SetUp() override
     {
-        if (how.pstopdf)
+        if (how.is(by_pstopdf))
             user.set("APPLE_PDF_STR", "1");
-        unreachable = user.write("stays.txt", "nothing to do with it");
+        user.write("stays.txt", "nothing to do with it");
     }
 
-    [[nodiscard]] bool is_eps() const
+    // The words of a call with this input and output.
+    [[nodiscard]] strings words(const std::string &from, const std::string &to) const
     {
-        return std::string(how.extension) == ".eps";
+        return call_words(how, from, to);
     }
 
-    [[nodiscard]] strings words() const
-    {
-        return how.names_output ? strings{"ps2pdf", in, out} : strings{in};
-    }
-
-    // Converts `in` to out.pdf, whose older file is there; says what is then there.
+    // Converts `in` to `out`, whose older file is there; says what is then there.
     program_result convert(const strings &wrapper = {})
     {
         user.write(out, good_file);
         before = user.names();
-        return user.papermill_under(wrapper, words());
+        return user.papermill_under(wrapper, words(in, out));
     }
 
-    // The EPS routes delete an older output as soon as they have seen their input.
-    void expect_older_output(bool deleted_by_eps = true)
+    // How the console names a file: as it is called where the tools work, which is most often its
+    // whole path.
+    [[nodiscard]] std::string told(const std::string &name) const
     {
-        if (is_eps() && deleted_by_eps) {
+        if (how.is(tells_names_only))
+            return name.substr(name.rfind('/') + 1);
+        return told_output(name);
+    }
+
+    // The output likewise.
+    [[nodiscard]] std::string told_output(const std::string &name) const
+    {
+        return is_merge() ? name : user.path(name);
+    }
+
+    // Which file a failure is told of.
+    [[nodiscard]] std::string subject(const std::string &output) const
+    {
+        return is_merge() ? output : user.path(in);
+    }
+
+    [[nodiscard]] bool is_merge() const
+    {
+        return !how.command.empty() && how.command[0] == "merge";
+    }
+
+    // One line tells which file it is and what is wrong with it.
+    void expect_cause(const program_result &result, const std::string &name,
+                      const std::string &cause) const
+    {
+        expect_refusal(result, name);
+        const std::string line = told(name) + ": " + cause + "\n";
+        EXPECT_EQ(count(result.out + result.err, line), 1U) << line << story(result);
+    }
+
+    // Some conversions delete an older output as soon as they have seen their input.
+    void expect_older_output(bool seen = true)
+    {
+        strings after = user.names();
+        if (how.is(deletes_older) && seen) {
             EXPECT_FALSE(user.has(out));
+            after.push_back(out);
         } else {
             EXPECT_EQ(user.read(out), good_file);
         }
-        strings after = user.names();
-        if (is_eps() && deleted_by_eps)
-            after.push_back(out);
         std::sort(after.begin(), after.end());
         EXPECT_EQ(after, before);
+        EXPECT_EQ(user.read("stays.txt"), "nothing to do with it");
     }
 
-    const route how = GetParam();
-    const std::string in = std::string("my file") + how.extension;
-    const std::string out = how.names_output ? "out file.pdf" : "my file.pdf";
-    std::string unreachable;
+    // The conversion refuses these bytes for this reason, and leaves everything as it is.
+    void expect_refused(const std::string &bytes, const std::string &cause)
+    {
+        user.write(in, bytes);
+        const program_result result = convert();
+        if (cause.empty())
+            expect_refusal(result, told(in));
+        else
+            expect_cause(result, in, cause);
+        EXPECT_EQ(user.read(in), bytes);
+        expect_older_output();
+    }
+
+    const conversion how = GetParam();
+    const std::string in = "my file" + ending_of(how.takes);
+    const std::string out =
+        how.takes_out ? std::string("out file") + how.ending : output_of(how, in);
     strings before;
 };
 
 TEST_P(BadInput, Missing)
 {
-    const program_result result = convert();
-    expect_refusal(result, user.path(in) + ": File not found!");
+    expect_cause(convert(), in, "File not found!");
     expect_older_output(false);
 }
 
@@ -124,16 +150,18 @@ TEST_P(BadInput, InAMissingFolder)
 {
     user.write(out, good_file);
     before = user.names();
-    const program_result result =
-        user.papermill({"ps2pdf", "no folder/a" + std::string(how.extension), out});
-    expect_refusal(result, user.path("no folder/a") + how.extension + ": File not found!");
+    const std::string missing = "no folder/a" + ending_of(how.takes);
+    const program_result result = user.papermill(words(missing, out));
+    expect_refusal(result, told(missing) + ": File not found!");
     expect_older_output(false);
 }
 
 TEST_P(BadInput, Folder)
 {
     fs::create_directory(user.path(in));
-    expect_refusal(convert(), user.path(in));
+    user.write(in + "/within", "stays");
+    expect_refusal(convert(), told(in));
+    EXPECT_EQ(user.read(in + "/within"), "stays");
     expect_older_output(false);
 }
 
@@ -141,62 +169,191 @@ TEST_P(BadInput, Queue)
 {
     // Nobody will ever write into it.
     ASSERT_EQ(mkfifo(user.path(in).c_str(), 0600), 0);
-    expect_refusal(convert(), user.path(in));
+    expect_refusal(convert(), told(in));
+    expect_older_output(false);
+}
+
+TEST_P(BadInput, Device)
+{
+    // It never ends.
+    fs::create_symlink("/dev/zero", user.path(in));
+    expect_refusal(convert(), told(in));
     expect_older_output(false);
 }
 
 TEST_P(BadInput, Empty)
 {
-    user.write(in, "");
-    expect_refusal(convert(), user.path(in));
-    expect_older_output();
+    // The box of an EPS file is looked for first.
+    expect_refused("", how.is(deletes_older) ? "" : "the file is empty.");
 }
 
 TEST_P(BadInput, RandomBytes)
 {
-    user.write(in, random_bytes(20000));
-    expect_refusal(convert(), user.path(in));
-    expect_older_output();
+    expect_refused(random_bytes(20000), how.takes == document::pdf ? "this is no PDF file." : "");
 }
 
-TEST_P(BadInput, PostScriptError)
+TEST_P(BadInput, PlainText)
 {
-    user.write(in, is_eps() ? broken_eps : broken_ps);
-    const program_result result = convert();
-    expect_refusal(result, user.path(in) + ": failed, " + (how.pstopdf ? "pstopdf" : "gs") +
-                               " ended with status 1.");
-    EXPECT_TRUE(contains(result.out, "nosuchoperator")) << story(result);
-    expect_older_output();
+    expect_refused("Dear reader,\nthis is a letter.\n",
+                   how.takes == document::pdf ? "this is no PDF file." : "");
 }
 
-TEST_P(BadInput, PostScriptErrorWithoutAnOlderOutput)
+TEST_P(BadInput, Picture)
 {
-    user.write(in, is_eps() ? broken_eps : broken_ps);
-    before = user.names();
-    expect_refusal(user.papermill(words()), user.path(in));
-    EXPECT_EQ(user.names(), before);
+    const program_result made = user.run({"convert", "-size", "9x9", "xc:red", "red.png"});
+    ASSERT_EQ(made.status, 0) << story(made);
+    expect_refused(user.read("red.png"), how.takes == document::pdf ? "this is no PDF file." : "");
+}
+
+TEST_P(BadInput, CutInHalf)
+{
+    const std::string whole = make_document(how.takes, page_width);
+    if (how.takes == document::pdf)
+        expect_refused(whole.substr(0, whole.size() / 2),
+                       "the PDF file is damaged: its end is missing.");
+    else
+        expect_refused(whole.substr(0, whole.find("(papermill") + 4), "");
 }
 
 TEST_P(BadInput, Unreadable)
 {
-    user.write(in, is_eps() ? drawing_eps(50, 50) : drawing_ps(50, 50));
+    user.write(in, make_document(how.takes, page_width));
     chmod(user.path(in).c_str(), 0);
     strings prove = without_rights();
     prove.insert(prove.end(), {"cat", in});
     ASSERT_NE(user.run(prove).status, 0) << "the test has rights that it should not have";
     const program_result result = convert(without_rights());
-    expect_refusal(result, user.path(in));
-    EXPECT_TRUE(contains(result.out, "the file can't be read: Permission denied."))
-        << story(result);
+    expect_cause(result, in, "the file can't be read: Permission denied.");
     expect_older_output(false);
 }
 
-std::string route_title(const testing::TestParamInfo<route> &info)
+INSTANTIATE_TEST_SUITE_P(Conversions, BadInput, testing::ValuesIn(conversions), conversion_title);
+
+class BadPostScript : public BadInput {
+protected:
+    const std::string broken = how.takes == document::eps ? broken_eps : broken_ps;
+};
+
+TEST_P(BadPostScript, Error)
 {
-    return info.param.title;
+    user.write(in, broken);
+    const program_result result = convert();
+    expect_cause(result, in, std::string("failed, ") + how.tool + " ended with status 1.");
+    EXPECT_TRUE(contains(result.out, "nosuchoperator")) << story(result);
+    expect_older_output();
 }
 
-INSTANTIATE_TEST_SUITE_P(Routes, BadInput, testing::ValuesIn(routes), route_title);
+TEST_P(BadPostScript, ErrorWithoutAnOlderOutput)
+{
+    user.write(in, broken);
+    before = user.names();
+    expect_refusal(user.papermill(words(in, out)), user.path(in));
+    EXPECT_EQ(user.names(), before);
+}
+
+// Ghostscript would take it for what it is.
+TEST_P(BadPostScript, IsAPdfFile)
+{
+    const std::string pdf = make_document(document::pdf, page_width);
+    const std::string ending = how.ending;
+    if (how.takes == document::eps || ending == ".eps") {
+        const bool by_box = how.is(deletes_older); // which a PDF file has not
+        expect_refused(pdf, by_box ? "" : "this is a PDF file, not PostScript.");
+        return;
+    }
+    user.write(in, pdf);
+    const program_result result = convert();
+    EXPECT_EQ(result.status, cli_done) << story(result);
+    EXPECT_TRUE(is_made_of(how, user.path(out), page_width));
+
+    expect_refused(pdf.substr(0, pdf.size() / 2), "the PDF file is damaged: its end is missing.");
+}
+
+INSTANTIATE_TEST_SUITE_P(Conversions, BadPostScript,
+                         testing::ValuesIn(conversions_that([](const conversion &each) {
+                             return each.takes != document::pdf;
+                         })),
+                         conversion_title);
+
+class BadPdf : public BadInput {
+protected:
+    // `in`, encrypted by these options of qpdf's.
+    void encrypt(const strings &options)
+    {
+        user.write("plain.pdf", make_document(document::pdf, page_width));
+        strings call = {"qpdf", "--allow-weak-crypto", "--encrypt"};
+        call.insert(call.end(), options.begin(), options.end());
+        call.insert(call.end(), {"--", "plain.pdf", in});
+        const program_result made = user.run(call);
+        ASSERT_EQ(made.status, 0) << story(made);
+        fs::remove(user.path("plain.pdf"));
+    }
+};
+
+TEST_P(BadPdf, Encrypted)
+{
+    const std::vector<strings> ways = {{"user", "owner", "40"},
+                                       {"user", "owner", "128", "--use-aes=n"},
+                                       {"user", "owner", "128", "--use-aes=y"},
+                                       {"user", "owner", "256"}};
+    for (const strings &options : ways) {
+        SCOPED_TRACE(options[2] + options.back());
+        encrypt(options);
+        const std::string bytes = user.read(in);
+        program_call call = user.call(words(in, out));
+        call.input = "user\n"; // nobody asks for it
+        user.write(out, good_file);
+        before = user.names();
+        expect_cause(run_program(call), in,
+                     "the file is encrypted; it opens with its password only.");
+        EXPECT_EQ(user.read(in), bytes);
+        expect_older_output();
+    }
+}
+
+TEST_P(BadPdf, ThatOnlyItsOwnerMayChangeOpens)
+{
+    encrypt({"", "owner", "128", "--use-aes=y"});
+    const program_result result = convert();
+    EXPECT_EQ(result.status, cli_done) << story(result);
+    EXPECT_TRUE(is_made_of(how, user.path(out), page_width)) << story(result);
+}
+
+TEST_P(BadPdf, WithoutPages)
+{
+    expect_refused(pdf_file({}), "the PDF file has no pages.");
+}
+
+TEST_P(BadPdf, WhoseCatalogIsMissing)
+{
+    std::string bytes = make_document(document::pdf, page_width);
+    bytes.replace(bytes.find("/Catalog /Pages"), 15, "/Nothing /Named");
+    expect_refused(bytes, "");
+}
+
+TEST_P(BadPdf, WithAPageThatCannotBeRead)
+{
+    // What stands in the place of the second page is no page.
+    std::string bytes = pdf_file({{50, 50, "0 0 9 9 re f"}, {50, 50, "0 0 9 9 re f"}});
+    const std::size_t at = bytes.find("6 0 obj\n<<");
+    ASSERT_NE(at, std::string::npos);
+    bytes.replace(at, 10, "6 0 obj\n77");
+    user.write(in, bytes);
+    const program_result result = convert();
+    // Whoever can mend it says so.
+    if (result.status == cli_done) {
+        EXPECT_TRUE(contains(result.out, "may be missing")) << story(result);
+    } else {
+        expect_refusal(result, told(in));
+        expect_older_output();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Conversions, BadPdf,
+                         testing::ValuesIn(conversions_that([](const conversion &each) {
+                             return each.takes == document::pdf;
+                         })),
+                         conversion_title);
 
 class BadFile : public terminal_test {};
 
@@ -225,6 +382,123 @@ TEST_F(BadFile, EpsWhoseBoxIsEmpty)
     EXPECT_TRUE(contains(result.out, user.path("a b.eps")));
 }
 
+// ---- resolutions and sizes of pictures ----
+
+class BadResolution : public BadInput {
+protected:
+    const char *const setting =
+        std::string(how.ending).find("tiff") != std::string::npos ? "TIFF_OPTION_STR" : "PICT_RES";
+};
+
+TEST_P(BadResolution, IsRefused)
+{
+    const std::string bytes = make_document(how.takes, page_width);
+    const std::pair<const char *, const char *> values[] = {
+        {"0", "0"},          {"-72", "-72"},    {"10001", "10001"}, {"999999999", "999999999"},
+        {"99999999999", ""}, {"nonsense", "0"}, {"%d", "0"},        {"0.5", "0"}};
+    for (const auto &[value, number] : values) {
+        SCOPED_TRACE(value);
+        ASSERT_EQ(user.papermill({"settings", "set", "--", setting, value}).status, cli_done);
+        user.write(in, bytes);
+        const program_result result = convert();
+        expect_refusal(result, user.path(in) + ": not converted, " + number);
+        EXPECT_TRUE(
+            contains(result.out, "is no resolution; it goes from 1 to 10000 dots per inch."))
+            << story(result);
+        EXPECT_EQ(user.read(out), good_file);
+        EXPECT_EQ(user.names(), before);
+    }
+}
+
+TEST_P(BadResolution, OfAHugePageIsToldBeforeTheDiskIsFull)
+{
+    // 200 x 200 inches at 600 dots per inch: 14,400 million pixels.
+    user.set(setting, "600");
+    std::string document =
+        "<< /PageSize [14400 14400] >> setpagedevice\n0 0 9 9 rectfill showpage\n";
+    if (how.takes == document::eps)
+        document = "%!PS-Adobe-3.0 EPSF-3.0\n%%BoundingBox: 0 0 14400 14400\n"
+                   "0 0 9 9 rectfill showpage\n";
+    else if (how.takes == document::pdf)
+        document = pdf_file({{14400, 14400, "0 0 9 9 re f"}});
+    else
+        document.insert(0, "%!PS\n");
+    user.write(in, document);
+    user.write(out, good_file);
+    before = user.names();
+    // What is written on the way is held up, too.
+    const program_result result =
+        user.papermill_under({"prlimit", "--fsize=500000000"}, words(in, out));
+    if (how.takes == document::eps)
+        expect_cause(result, in,
+                     "a picture of 14400 x 14400 points at 600 dots per inch can't be made; 16000 "
+                     "pixels a side and 128 million in all are the most.");
+    else
+        expect_cause(result, in, "a page is too large for a picture at this resolution.");
+    EXPECT_EQ(user.read(in), document);
+    expect_older_output();
+}
+
+INSTANTIATE_TEST_SUITE_P(Conversions, BadResolution,
+                         testing::ValuesIn(conversions_that([](const conversion &each) {
+                             const std::string ending = each.ending;
+                             return contains(ending, "tiff") || contains(ending, "pict");
+                         })),
+                         conversion_title);
+
+// ---- tools that fail ----
+
+class FailingTool : public BadInput {
+protected:
+    // The conversion's tool is a program that does this; the console names the end.
+    void expect_told(const std::string &does, const std::string &end)
+    {
+        const fs::path tools = user.elsewhere("tools");
+        fs::create_directory(tools);
+        for (const char *name : {"gs", "pdftops"}) {
+            write_file(tools / name, "#!/bin/sh\n" + does + "\n");
+            fs::permissions(tools / name, fs::perms::owner_all);
+        }
+        user.environment["PATH"] = tools.string() + ":" + std::getenv("PATH");
+        user.write(in, make_document(how.takes, page_width));
+        const program_result result = convert();
+        EXPECT_EQ(result.status, cli_failed) << story(result);
+        EXPECT_EQ(count(result.out, subject(out) + ": failed, " + how.tool + " " + end + "\n"), 1U)
+            << story(result);
+        EXPECT_EQ(count(result.out, ": failed, "), 1U) << story(result);
+        expect_older_output();
+    }
+};
+
+TEST_P(FailingTool, StatusIsTold)
+{
+    expect_told("echo a word from the tool; exit 7", "ended with status 7.");
+}
+
+TEST_P(FailingTool, SignalIsTold)
+{
+    expect_told("kill -KILL $$", "was ended by signal 9.");
+}
+
+TEST_P(FailingTool, SuccessWithoutAResultIsTold)
+{
+    expect_told("exit 0", "ended without an error but left no usable result.");
+}
+
+TEST_P(FailingTool, SuccessWithAnEmptyResultIsTold)
+{
+    expect_told(
+        "for name in ps eps pdf txt text.pdf dsc bbox pnm; do : > papermill-out/result.$name; "
+        "done; : > papermill-out/result-1.tiff",
+        "ended without an error but left no usable result.");
+}
+
+INSTANTIATE_TEST_SUITE_P(Conversions, FailingTool,
+                         testing::ValuesIn(conversions_that([](const conversion &each) {
+                             return !each.is(by_pstopdf);
+                         })),
+                         conversion_title);
+
 // ---- the destination ----
 
 class BadOutput : public BadInput {
@@ -232,80 +506,86 @@ protected:
     void SetUp() override
     {
         BadInput::SetUp();
-        user.write(in, is_eps() ? drawing_eps(50, 50) : drawing_ps(50, 50));
+        user.write(in, make_document(how.takes, page_width));
     }
+
+    // Converts `in` to an output that cannot be.
+    void expect_refused_output(const std::string &output)
+    {
+        before = user.names();
+        expect_refusal(user.papermill(words(in, output)), told_output(output));
+        EXPECT_EQ(user.names(), before);
+    }
+
+    const std::string name = std::string("a") + how.ending;
 };
 
 TEST_P(BadOutput, MissingFolder)
 {
-    before = user.names();
-    const program_result result = user.papermill({"ps2pdf", in, "no folder/a.pdf"});
-    expect_refusal(result, user.path("no folder/a.pdf"));
-    EXPECT_EQ(user.names(), before);
+    expect_refused_output("no folder/" + name);
 }
 
 TEST_P(BadOutput, FolderInItsPlace)
 {
     fs::create_directory(user.path("folder"));
-    before = user.names();
-    const program_result result = user.papermill({"ps2pdf", in, "folder"});
-    expect_refusal(result, user.path("folder"));
-    EXPECT_EQ(user.names(), before);
+    expect_refused_output("folder");
     EXPECT_TRUE(fs::is_directory(user.path("folder")));
 }
 
 TEST_P(BadOutput, FileAsItsFolder)
 {
-    before = user.names();
-    const program_result result = user.papermill({"ps2pdf", in, "stays.txt/a.pdf"});
-    expect_refusal(result, user.path("stays.txt/a.pdf"));
-    EXPECT_EQ(user.names(), before);
+    expect_refused_output("stays.txt/" + name);
 }
 
 TEST_P(BadOutput, ReadOnlyFolder)
 {
     fs::create_directory(user.path("locked"));
-    user.write("locked/a.pdf", good_file);
+    user.write("locked/" + name, good_file);
     chmod(user.path("locked").c_str(), 0555);
     strings prove = without_rights();
     prove.insert(prove.end(), {"touch", "locked/b"});
     ASSERT_NE(user.run(prove).status, 0) << "the test has rights that it should not have";
 
-    for (const char *name : {"locked/a.pdf", "locked/b.pdf"}) {
-        const program_result result = user.papermill_under(without_rights(), {"ps2pdf", in, name});
-        expect_refusal(result, user.path(name));
+    for (const std::string &output : {"locked/" + name, "locked/b" + name}) {
+        const program_result result = user.papermill_under(without_rights(), words(in, output));
+        expect_refusal(result, told_output(output));
     }
-    EXPECT_EQ(user.read("locked/a.pdf"), good_file);
-    EXPECT_EQ(names_in(user.path("locked")), strings{"a.pdf"});
+    EXPECT_EQ(user.read("locked/" + name), good_file);
+    EXPECT_EQ(names_in(user.path("locked")), strings{name});
     chmod(user.path("locked").c_str(), 0755);
 }
 
 TEST_P(BadOutput, ReadOnlyFile)
 {
-    user.write("a.pdf", good_file);
-    chmod(user.path("a.pdf").c_str(), 0444);
-    const program_result result = user.papermill_under(without_rights(), {"ps2pdf", in, "a.pdf"});
-    if (is_eps()) { // deletes it first, for which the folder's permissions count
+    user.write(name, good_file);
+    chmod(user.path(name).c_str(), 0444);
+    const program_result result = user.papermill_under(without_rights(), words(in, name));
+    if (how.is(deletes_older)) { // for which the folder's permissions count
         EXPECT_EQ(result.status, cli_done) << story(result);
-        EXPECT_EQ(pdf_page_size(user.path("a.pdf")), "50 x 50");
+        EXPECT_TRUE(is_made_of(how, user.path(name), page_width));
     } else {
-        expect_refusal(result, user.path("a.pdf"));
-        EXPECT_EQ(user.read("a.pdf"), good_file);
+        expect_refusal(result, told_output(name));
+        EXPECT_EQ(user.read(name), good_file);
     }
 }
 
 TEST_P(BadOutput, IsTheInput)
 {
     const std::string content = user.read(in);
-    fs::create_symlink(in, user.path("link.pdf"));
-    fs::create_hard_link(user.path(in), user.path("hard link.pdf"));
+    fs::create_symlink(in, user.path("link"));
+    fs::create_hard_link(user.path(in), user.path("hard link"));
     fs::create_directory_symlink(".", user.path("here"));
     before = user.names();
-    for (const std::string &same : {in, std::string("link.pdf"), std::string("hard link.pdf"),
-                                    "here/" + in, "./" + in, user.path(in)}) {
-        const program_result result = user.papermill({"ps2pdf", in, same});
-        expect_refusal(result, user.path(in));
-        EXPECT_EQ(user.read(in), content) << same;
+    for (const std::string &same : {in, std::string("link"), std::string("hard link"), "here/" + in,
+                                    "./" + in, user.path(in)}) {
+        const program_result result = user.papermill(words(in, same));
+        if (how.is(goes_onto_itself)) {
+            EXPECT_EQ(result.status, cli_done) << story(result);
+            EXPECT_TRUE(is_made_of(how, user.path(in), page_width)) << same;
+        } else {
+            expect_cause(result, in, "the output would replace the input. Choose another name.");
+            EXPECT_EQ(user.read(in), content) << same;
+        }
     }
     EXPECT_EQ(user.names(), before);
 }
@@ -313,13 +593,13 @@ TEST_P(BadOutput, IsTheInput)
 TEST_P(BadOutput, LinkIsWrittenThrough)
 {
     fs::create_directory(user.path("folder"));
-    fs::create_symlink("folder/real.pdf", user.path("link.pdf"));
+    fs::create_symlink("folder/real" + name, user.path(name));
     for (int time = 0; time < 2; ++time) { // to nothing yet, then to a file
-        const program_result result = user.papermill({"ps2pdf", in, "link.pdf"});
+        const program_result result = user.papermill(words(in, name));
         EXPECT_EQ(result.status, cli_done) << story(result);
-        EXPECT_TRUE(fs::is_symlink(user.path("link.pdf")));
-        EXPECT_EQ(names_in(user.path("folder")), strings{"real.pdf"});
-        EXPECT_EQ(pdf_page_size(user.path("folder/real.pdf")), "50 x 50");
+        EXPECT_TRUE(fs::is_symlink(user.path(name)));
+        EXPECT_EQ(names_in(user.path("folder")), strings{"real" + name});
+        EXPECT_TRUE(is_made_of(how, user.path("folder/real" + name), page_width));
     }
 }
 
@@ -328,15 +608,110 @@ TEST_P(BadOutput, DeviceIsWrittenThrough)
     struct stat before_it = {};
     struct stat after_it = {};
     ASSERT_EQ(stat("/dev/null", &before_it), 0);
-    const program_result null = user.papermill({"ps2pdf", in, "/dev/null"});
+    const program_result null = user.papermill(words(in, "/dev/null"));
     EXPECT_EQ(null.status, cli_done) << story(null);
     ASSERT_EQ(stat("/dev/null", &after_it), 0);
     EXPECT_EQ(after_it.st_ino, before_it.st_ino);
 
-    expect_refusal(user.papermill({"ps2pdf", in, "/dev/full"}), "/dev/full");
+    expect_refusal(user.papermill(words(in, "/dev/full")), "/dev/full");
 }
 
-INSTANTIATE_TEST_SUITE_P(Routes, BadOutput, testing::ValuesIn(routes), route_title);
+TEST_P(BadOutput, ThatIsReplacedKeepsItsPermissions)
+{
+    user.write(name, good_file);
+    chmod(user.path(name).c_str(), 0640);
+    const program_result result = user.papermill(words(in, name));
+    EXPECT_EQ(result.status, cli_done) << story(result);
+    EXPECT_TRUE(is_made_of(how, user.path(name), page_width));
+    struct stat status = {};
+    ASSERT_EQ(stat(user.path(name).c_str(), &status), 0);
+    if (!how.is(deletes_older)) {
+        EXPECT_EQ(status.st_mode & 07777, 0640U);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Conversions, BadOutput, testing::ValuesIn(conversions_that(takes_out)),
+                         conversion_title);
+
+// Where the output is named after the input and lies beside it.
+class BadNeighbour : public BadOutput {};
+
+TEST_P(BadNeighbour, FolderInItsPlace)
+{
+    fs::create_directory(user.path(out));
+    before = user.names();
+    expect_refusal(user.papermill(words(in, "")), user.path(out));
+    EXPECT_EQ(user.names(), before);
+    EXPECT_EQ(names_in(user.path(out)), strings());
+}
+
+TEST_P(BadNeighbour, ReadOnlyFolder)
+{
+    user.write(out, good_file);
+    before = user.names();
+    chmod(user.work.c_str(), 0555);
+    expect_refusal(user.papermill_under(without_rights(), words(in, "")), user.path(""));
+    chmod(user.work.c_str(), 0755);
+    EXPECT_EQ(user.read(out), good_file);
+    EXPECT_EQ(user.names(), before);
+}
+
+TEST_P(BadNeighbour, LinkIsWrittenThrough)
+{
+    fs::create_directory(user.path("folder"));
+    fs::create_symlink("folder/real", user.path(out));
+    for (int time = 0; time < 2; ++time) { // to nothing yet, then to a file
+        const program_result result = user.papermill(words(in, ""));
+        EXPECT_EQ(result.status, cli_done) << story(result);
+        EXPECT_TRUE(fs::is_symlink(user.path(out)));
+        EXPECT_EQ(names_in(user.path("folder")), strings{"real"});
+        EXPECT_TRUE(is_made_of(how, user.path("folder/real"), page_width));
+    }
+}
+
+TEST_P(BadNeighbour, QueueIsNotReplaced)
+{
+    ASSERT_EQ(mkfifo(user.path(out).c_str(), 0600), 0);
+    const std::string pipe = user.path(out);
+    program_call reader = user.call({});
+    reader.arguments = {"cat", pipe};
+    running_program reading(reader);
+    const program_result result = user.papermill(words(in, ""));
+    struct stat status = {};
+    ASSERT_EQ(stat(pipe.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISFIFO(status.st_mode));
+    if (result.status == cli_done) {
+        EXPECT_NE(reading.finish().out, "");
+    } else {
+        expect_refusal(result, user.path(out));
+        user.write(out, ""); // ends the reader
+        reading.finish();
+    }
+}
+
+TEST_P(BadNeighbour, LinkToTheInput)
+{
+    const std::string content = user.read(in);
+    fs::create_symlink(in, user.path(out));
+    before = user.names();
+    const program_result result = user.papermill(words(in, ""));
+    expect_cause(result, in, "the output would replace the input. Choose another name.");
+    EXPECT_EQ(user.read(in), content);
+    EXPECT_EQ(user.names(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Conversions, BadNeighbour,
+                         testing::ValuesIn(conversions_that(names_its_output)), conversion_title);
+
+TEST_F(BadFile, EpsOfAPageMayReplaceThePage)
+{
+    user.write("page.eps", drawing_eps(60, 50));
+    const program_result result = user.papermill({"ps2eps", "page.eps"});
+    EXPECT_EQ(result.status, cli_done) << story(result);
+    EXPECT_EQ(user.names(), strings{"page.eps"});
+    EXPECT_TRUE(contains(user.read("page.eps"), "\ncountdictstack\nmark\nnewpath\n"));
+    EXPECT_TRUE(contains(user.read("page.eps"), "(papermill) show"));
+}
 
 TEST_F(BadFile, PdfThatIsOpenedIsNotReplacedByItself)
 {
@@ -346,18 +721,6 @@ TEST_F(BadFile, PdfThatIsOpenedIsNotReplacedByItself)
     expect_refusal(user.papermill({"doc.pdf"}), user.path("doc.pdf"));
     EXPECT_EQ(user.read("doc.pdf"), content);
     EXPECT_EQ(user.names(), (strings{"doc.pdf", "doc.ps"}));
-}
-
-TEST_F(BadFile, ThatIsReplacedKeepsItsPermissions)
-{
-    user.write("in.ps", drawing_ps(50, 50));
-    user.write("a.pdf", good_file);
-    chmod(user.path("a.pdf").c_str(), 0640);
-    EXPECT_EQ(user.papermill({"ps2pdf", "in.ps", "a.pdf"}).status, cli_done);
-    struct stat status = {};
-    ASSERT_EQ(stat(user.path("a.pdf").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0640U);
-    EXPECT_EQ(pdf_page_size(user.path("a.pdf")), "50 x 50");
 }
 
 // ---- no room ----
@@ -384,18 +747,47 @@ program_result with_full_disk(const terminal_user &user, const std::string &disk
     return result;
 }
 
-class FullDisk : public BadOutput {};
+class FullDisk : public BadOutput {
+protected:
+    // An index is made in the temporary folder, where there is room, and then put in its place.
+    [[nodiscard]] std::string told_full_disk(const std::string &output) const
+    {
+        return how.is(tells_names_only) ? user.path(output) : subject(output);
+    }
+
+    // A document whose result is larger than any of the disks here.
+    void write_large_input()
+    {
+        std::string document = big_ps(2);
+        if (how.takes == document::eps)
+            document.insert(0, "%!PS-Adobe-3.0 EPSF-3.0\n%%BoundingBox: 0 0 600 800\n");
+        if (how.takes == document::pdf) {
+            std::string content = "BT /F 8 Tf 20 800 Td 9 TL\n";
+            unsigned seed = 1;
+            for (int line = 0; line < 300; ++line) {
+                content += "(";
+                for (int digit = 0; digit < 100; ++digit) {
+                    seed = seed * 1103515245 + 12345;
+                    content += static_cast<char>('0' + (seed >> 16) % 10);
+                }
+                content += ") '\n";
+            }
+            document = pdf_file({{600, 800, content + "ET"}});
+        }
+        user.write(in, document);
+    }
+};
 
 TEST_P(FullDisk, AtTheDestination)
 {
     fs::create_directory(user.path("disk"));
     std::string found;
-    // Under another name, or the EPS routes would make room.
+    // Under another name, or a conversion that deletes an older file would make room.
     const program_result result =
-        with_full_disk(user, user.path("disk"), {"ps2pdf", in, "disk/new.pdf"}, &found);
+        with_full_disk(user, user.path("disk"), words(in, "disk/new"), &found);
     if (result.status == 99)
         GTEST_SKIP() << "no disk may be mounted here";
-    expect_refusal(result, user.path(in));
+    expect_refusal(result, told_full_disk("disk/new"));
     EXPECT_TRUE(contains(result.out, "No space left on device")) << story(result);
     EXPECT_EQ(found, user.path("disk") + ":\nout.pdf\n");
 }
@@ -403,16 +795,14 @@ TEST_P(FullDisk, AtTheDestination)
 TEST_P(FullDisk, OverAnOlderFile)
 {
     fs::create_directory(user.path("disk"));
-    user.write(in, big_ps(2)); // more than the older file gives free
-    if (is_eps())
-        user.write(in, "%!PS-Adobe-3.0 EPSF-3.0\n%%BoundingBox: 0 0 600 800\n" + big_ps(2));
+    write_large_input(); // more than the older file gives free
     std::string found;
     const program_result result =
-        with_full_disk(user, user.path("disk"), {"ps2pdf", in, "disk/out.pdf"}, &found);
+        with_full_disk(user, user.path("disk"), words(in, "disk/out.pdf"), &found);
     if (result.status == 99)
         GTEST_SKIP() << "no disk may be mounted here";
-    expect_refusal(result, user.path(in));
-    if (!is_eps()) {
+    expect_refusal(result, told_full_disk("disk/out.pdf"));
+    if (!how.is(deletes_older)) {
         EXPECT_EQ(found, user.path("disk") + ":\nout.pdf\n");
     }
 }
@@ -420,30 +810,32 @@ TEST_P(FullDisk, OverAnOlderFile)
 TEST_P(FullDisk, OfTheTemporaryFolder)
 {
     std::string found;
-    const program_result result = with_full_disk(user, user.tmp, {"ps2pdf", in, "new.pdf"}, &found);
+    const program_result result = with_full_disk(user, user.tmp, words(in, "new"), &found);
     if (result.status == 99)
         GTEST_SKIP() << "no disk may be mounted here";
-    expect_refusal(result, user.path(in));
+    expect_refusal(result, subject("new"));
     EXPECT_TRUE(contains(result.out, "No space left on device")) << story(result);
-    EXPECT_FALSE(user.has("new.pdf"));
+    // pdftops needs no temporary files. What it has made is whole or not there.
+    if (user.has("new")) {
+        EXPECT_STREQ(how.tool, "pdftops");
+        EXPECT_TRUE(is_made_of(how, user.path("new"), page_width));
+    }
     EXPECT_EQ(found, user.tmp + ":\nout.pdf\n");
 }
 
 TEST_P(FullDisk, AsALimitOfFileSizes)
 {
-    std::string document = big_ps(2);
-    if (is_eps())
-        document.insert(0, "%!PS-Adobe-3.0 EPSF-3.0\n%%BoundingBox: 0 0 600 800\n");
-    user.write(in, document);
+    write_large_input();
     user.papermill({"settings", "list"}); // the preferences file is there
     before = user.names();
     const program_result result =
-        user.papermill_under({"prlimit", "--fsize=4096"}, {"ps2pdf", in, "new.pdf"});
-    expect_refusal(result, user.path(in));
+        user.papermill_under({"prlimit", "--fsize=4096"}, words(in, "new"));
+    expect_refusal(result, subject("new"));
     EXPECT_EQ(user.names(), before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Routes, FullDisk, testing::ValuesIn(routes), route_title);
+INSTANTIATE_TEST_SUITE_P(Conversions, FullDisk, testing::ValuesIn(conversions_that(takes_out)),
+                         conversion_title);
 
 // ---- missing tools ----
 
@@ -462,23 +854,34 @@ std::string tools_without(const terminal_user &user, const std::string &missing)
     return folder;
 }
 
-class MissingGhostscript : public BadOutput {};
-
-TEST_P(MissingGhostscript, IsNamedWithItsPackage)
-{
-    for (const char *place : {"/usr/local/bin/gs", "/usr/texbin/gs", "/sw/bin/gs"}) {
-        if (access(place, F_OK) == 0)
-            GTEST_SKIP() << "there is a " << place;
+class MissingTool : public BadOutput {
+protected:
+    void expect_missing(const char *tool, const char *package)
+    {
+        for (const char *folder : {"/usr/local/bin/", "/usr/texbin/", "/sw/bin/"}) {
+            if (access((std::string(folder) + tool).c_str(), F_OK) == 0)
+                GTEST_SKIP() << "there is a " << folder << tool;
+        }
+        user.environment["PATH"] = tools_without(user, tool);
+        const program_result result = convert();
+        expect_refusal(result, subject(out));
+        EXPECT_TRUE(contains(
+            result.out, std::string(tool) + " was not found. Install the package " + package + "."))
+            << story(result);
+        expect_older_output();
     }
-    user.environment["PATH"] = tools_without(user, "gs");
-    const program_result result = convert();
-    expect_refusal(result, user.path(in));
-    EXPECT_TRUE(contains(result.out, "gs was not found. Install the package ghostscript."))
-        << story(result);
-    expect_older_output();
+};
+
+TEST_P(MissingTool, IsNamedWithItsPackage)
+{
+    if (std::string(how.tool) == "pdftops")
+        expect_missing("pdftops", "poppler-utils");
+    else
+        expect_missing("gs", "ghostscript");
 }
 
-INSTANTIATE_TEST_SUITE_P(Routes, MissingGhostscript, testing::ValuesIn(routes), route_title);
+INSTANTIATE_TEST_SUITE_P(Conversions, MissingTool, testing::ValuesIn(conversions),
+                         conversion_title);
 
 // Runs papermill WORDS where /bin and /usr/bin have no tcsh. Status 99: that cannot be had.
 program_result without_tcsh(const terminal_user &user, const strings &words)
@@ -501,10 +904,10 @@ program_result without_tcsh(const terminal_user &user, const strings &words)
 
 TEST_P(BadOutput, WithoutTcsh)
 {
-    const program_result result = without_tcsh(user, {"ps2pdf", in, "new.pdf"});
+    const program_result result = without_tcsh(user, words(in, "new.pdf"));
     if (result.status == 99)
         GTEST_SKIP() << "tcsh cannot be hidden here";
-    expect_refusal(result, user.path(in));
+    expect_refusal(result, subject("new.pdf"));
     EXPECT_TRUE(contains(result.out, "tcsh was not found. Install the package tcsh."))
         << story(result);
     EXPECT_FALSE(user.has("new.pdf"));

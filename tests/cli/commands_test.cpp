@@ -12,14 +12,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::size_t count(const std::string &text, const std::string &part)
-{
-    std::size_t result = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++result;
-    return result;
-}
-
 // ---- help and wrong usage ----
 
 class Help : public terminal_test {};
@@ -191,6 +183,21 @@ TEST_F(Convert, CommandWordsAfterAFileAreFiles)
     const program_result result = user.papermill({"in.ps", "tools"});
     EXPECT_EQ(result.status, cli_done) << story(result);
     EXPECT_EQ(pdf_page_size(user.path("tools.pdf")), "52 x 50");
+}
+
+TEST_F(Convert, WordsInBracketsAreNoLists)
+{
+    for (const char *name : {"[a,b]", "[c]", "[]", "\1[d]"})
+        user.write(name, drawing_ps(51, 50));
+    const program_result result = user.papermill({"[a,b]", "[c]", "[]", "\1[d]"});
+    EXPECT_EQ(result.status, cli_done) << story(result);
+    EXPECT_EQ(user.names(), (strings{"\1[d]", "\1[d].pdf", "[]", "[].pdf", "[a,b]", "[a,b].pdf",
+                                     "[c]", "[c].pdf"}));
+    const program_result command = user.papermill({"exec", "echo", "[a,b]"});
+    EXPECT_TRUE(contains(command.out, "\n[a,b]\n")) << story(command);
+    const program_result merged = user.papermill({"merge", "-o", "[o,p]", "[c].pdf", "[].pdf"});
+    EXPECT_EQ(merged.status, cli_done) << story(merged);
+    EXPECT_EQ(pdf_page_count(user.path("[o,p]")), 2);
 }
 
 TEST_F(Convert, PassesTheOptionsOfTheSetting)

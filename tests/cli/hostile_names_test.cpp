@@ -1,6 +1,7 @@
 // Files and folders whose names mean something to a shell, to a tool, or to nobody.
 
 #include "cli/exit_statuses.h"
+#include "tests/support/conversions.h"
 #include "tests/support/terminal_test.h"
 
 #include <algorithm>
@@ -183,12 +184,103 @@ TEST_P(HostileName, OfTheOutput)
     EXPECT_EQ(pdf_page_size(user.path(name)), "104 x 50");
 }
 
+// All of them take the same way to their tools: these names are one of each kind.
+class HostileNameAnywhere : public HostileName {};
+
+TEST_P(HostileNameAnywhere, OfInputAndOutputOfEveryConversion)
+{
+    go({"C.UTF-8", "0"});
+    for (const conversion &how : conversions) {
+        if (how.command.empty() || how.command[0] == "ps2pdf")
+            continue; // above
+        SCOPED_TRACE(how.title);
+        const std::string folder = "folder";
+        const std::string in = name + ending_of(how.takes);
+        const std::string out = how.takes_out ? folder + "/" + name : output_of(how, in);
+        user.write(in, make_document(how.takes, 107));
+        fs::create_directory(user.path(folder));
+        const program_result result = user.papermill(call_words(how, in, out));
+        EXPECT_EQ(result.status, cli_done) << story(result);
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(names_in(user.path(folder)), how.takes_out ? strings{name} : strings());
+        fs::remove(user.path(in));
+        EXPECT_TRUE(is_made_of(how, user.path(out), 107)) << story(result);
+        fs::remove(user.path(out));
+        fs::remove(user.path(folder));
+        EXPECT_EQ(user.names(), strings());
+    }
+}
+
 std::string title(const testing::TestParamInfo<hostile_name> &info)
 {
     return info.param.title;
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, HostileName, testing::ValuesIn(hostile_names), title);
+
+std::vector<hostile_name> one_of_each_kind()
+{
+    const strings titles = {"blanks",
+                            "single_quote",
+                            "double_quote",
+                            "variable",
+                            "tcsh_variable",
+                            "backquotes",
+                            "substitution",
+                            "broken_quotes",
+                            "leading_pipe",
+                            "pipe_device",
+                            "star",
+                            "bracket_list",
+                            "parentheses",
+                            "postscript_string",
+                            "at_name",
+                            "exclamation",
+                            "percent_d",
+                            "percent_s",
+                            "lone_colon",
+                            "backslash_n",
+                            "ends_with_backslash",
+                            "newline_command",
+                            "option",
+                            "latin_1",
+                            "no_utf_8",
+                            "own_names",
+                            "long"};
+    std::vector<hostile_name> result;
+    for (const hostile_name &each : hostile_names) {
+        if (std::find(titles.begin(), titles.end(), each.title) != titles.end())
+            result.push_back(each);
+    }
+    return result;
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, HostileNameAnywhere, testing::ValuesIn(one_of_each_kind()), title);
+
+// The names are words of one line for the shell.
+TEST(HostileNames, OfAllThatIsMerged)
+{
+    terminal_user user;
+    strings words = {"merge", "-o", "$(pwned) \"out\".pdf", "--"};
+    int width = 110;
+    for (const hostile_name &each : hostile_names) {
+        user.write(each.name, make_document(document::pdf, ++width));
+        words.push_back(each.name);
+    }
+    const program_result result = user.papermill(words);
+    EXPECT_EQ(result.status, cli_done) << story(result);
+    const std::string out = user.path(words[2]);
+    const int count = static_cast<int>(std::size(hostile_names));
+    ASSERT_EQ(pdf_page_count(out), count) << story(result);
+    const std::string text = pdf_text(out);
+    std::size_t at = 0;
+    for (int page = 0; page < count; ++page) {
+        at = text.find("papermill" + std::to_string(111 + page), at);
+        ASSERT_NE(at, std::string::npos) << "page " << page + 1 << " of\n" << text;
+    }
+    EXPECT_EQ(user.names().size(), std::size(hostile_names) + 1);
+    EXPECT_EQ(user.leftovers(), strings());
+}
 
 // The settings may lie under a name of their own choice, too.
 TEST(HostileNames, OfTheSettingsFolder)

@@ -1,6 +1,7 @@
 // Runs that are ended from outside, and runs that meet each other.
 
 #include "cli/exit_statuses.h"
+#include "tests/support/conversions.h"
 #include "tests/support/eventually.h"
 #include "tests/support/terminal_test.h"
 
@@ -35,7 +36,7 @@ protected:
             for (fs::recursive_directory_iterator file(folder, gone), end; !gone && file != end;
                  file.increment(gone)) {
                 const std::string name = file->path().filename();
-                if ((name == "worksheet" || name == "result.pdf.log") &&
+                if ((name == "worksheet" || name == "messages" || name == "result.pdf.log") &&
                     contains(read_file(file->path()), "started"))
                     return true;
             }
@@ -187,6 +188,106 @@ TEST_F(Interrupt, AtAnyMomentLeavesNothing)
         EXPECT_EQ(user.names(), strings{"in.eps"}) << story(result);
     }
 }
+
+// ---- every conversion ----
+
+class AnyConversion : public Interrupt, public testing::WithParamInterface<conversion> {
+protected:
+    void SetUp() override
+    {
+        if (how.is(by_pstopdf))
+            user.set("APPLE_PDF_STR", "1");
+        user.write(in, endless_document(how));
+        user.write(out, good_file);
+        before = user.names();
+    }
+
+    [[nodiscard]] program_call call() const
+    {
+        return user.call(call_words(how, in, out));
+    }
+
+    void wait_for_tool()
+    {
+        if (how.takes != document::pdf)
+            wait_for("gs");
+        else
+            ASSERT_TRUE(eventually([&] { return !user.processes(how.tool).empty(); }));
+    }
+
+    void end_tool()
+    {
+        for (const char *name : {"gs", "pdftops"}) {
+            for (const pid_t pid : user.processes(name))
+                kill(pid, SIGKILL);
+        }
+    }
+
+    void expect_older_output()
+    {
+        if (how.is(deletes_older))
+            before.erase(std::find(before.begin(), before.end(), out));
+        else
+            EXPECT_EQ(user.read(out), good_file);
+        EXPECT_EQ(user.names(), before);
+    }
+
+    const conversion how = GetParam();
+    const std::string in = "my file" + ending_of(how.takes);
+    const std::string out =
+        how.takes_out ? std::string("out file") + how.ending : output_of(how, in);
+    strings before;
+};
+
+TEST_P(AnyConversion, CancelledKeepsTheOlderOutput)
+{
+    running_program program(call());
+    wait_for_tool();
+    kill(-program.pid(), SIGINT);
+    const program_result result = program.finish();
+    EXPECT_EQ(result.status, cli_interrupted) << story(result);
+    EXPECT_EQ(count(result.out, "\nUser cancelled processing.\n"), 1U) << story(result);
+    EXPECT_FALSE(contains(result.out, "Processing complete")) << story(result);
+    EXPECT_FALSE(contains(result.out, "failed")) << story(result);
+    EXPECT_EQ(user.leftovers(), strings()) << story(result);
+    expect_older_output();
+}
+
+TEST_P(AnyConversion, KilledKeepsTheOlderOutput)
+{
+    {
+        running_program program(call());
+        wait_for_tool();
+        program.send_signal(SIGKILL);
+        EXPECT_TRUE(eventually([&] { return user.processes("papermill").empty(); }));
+        end_tool(); // what the program has started goes on without it
+        EXPECT_EQ(program.finish().signal, SIGKILL);
+    }
+    EXPECT_TRUE(eventually([&] { return user.processes("").empty(); }));
+    EXPECT_EQ(user.papermill({"exec", "true"}).status, cli_done); // clears up
+    EXPECT_EQ(names_in(user.tmp), strings());
+    expect_older_output();
+}
+
+TEST_P(AnyConversion, WhoseToolIsKilledTellsItAndKeepsTheOlderOutput)
+{
+    running_program program(call());
+    wait_for_tool();
+    end_tool();
+    const program_result result = program.finish();
+    EXPECT_EQ(result.status, cli_failed) << story(result);
+    if (!how.is(by_pstopdf)) { // which ends with a status of its own
+        EXPECT_EQ(
+            count(result.out, std::string(": failed, ") + how.tool + " was ended by signal 9.\n"),
+            1U)
+            << story(result);
+    }
+    EXPECT_EQ(user.leftovers(), strings()) << story(result);
+    expect_older_output();
+}
+
+INSTANTIATE_TEST_SUITE_P(Conversions, AnyConversion, testing::ValuesIn(conversions),
+                         conversion_title);
 
 // ---- ends that nobody can catch ----
 

@@ -1,143 +1,23 @@
 // Real documents, as other programs write them: page sizes, texts and pictures of what comes out.
 
 #include "cli/exit_statuses.h"
+#include "tests/support/real_files.h"
 #include "tests/support/terminal_test.h"
 
-#include <algorithm>
+#include <array>
 #include <ostream>
-#include <sstream>
 
 namespace {
 
-// The texts of two readers differ in blanks, in the order of what stands side by side, and in how
-// they write ligatures. The words are the same.
-strings words_of(std::string text)
-{
-    const std::pair<const char *, const char *> same[] = {{"\xef\xac\x80", "ff"},
-                                                          {"\xef\xac\x81", "fi"},
-                                                          {"\xef\xac\x82", "fl"},
-                                                          {"\xef\xac\x83", "ffi"},
-                                                          {"\xef\xac\x84", "ffl"},
-                                                          {"\xe2\x88\x92", "-"},
-                                                          {"\f", " "}};
-    for (const auto &[from, to] : same) {
-        for (std::size_t at = 0; (at = text.find(from)) != std::string::npos;)
-            text.replace(at, std::string(from).size(), to);
-    }
-    std::istringstream stream(text);
-    strings result;
-    for (std::string word; stream >> word;)
-        result.push_back(word);
-    std::sort(result.begin(), result.end());
-    return result;
-}
-
-// ---- documents ----
-
-constexpr char report[] = R"(.pl 29.7c
-.TL
-A report of two pages
-.AU
-Somebody
-.NH
-First things
-.PP
-The quick brown fox jumps over the lazy dog. Ligatures: office, waffle, fjord. Money: \[Eu]5.
-.PP
-Second paragraph with \fBbold\fP, \fIitalic\fP and \f(CWtypewriter\fP words.
-.bp
-.NH
-Second things
-.PP
-The end.
-)";
-
-constexpr char plot[] =
-    R"(set terminal postscript eps enhanced color size 4in,3in font "Helvetica,14"
-set output "in.eps"
-set title "Damped oscillation"
-set xlabel "time / s"
-set ylabel "amplitude"
-plot exp(-x/5)*cos(4*x) title "wave", sin(x) with points title "points"
-)";
-
-struct producer {
-    const char *title;
-    const char *script; // makes in.ps or in.eps from report.ms, plot.gp and list.txt
-    const char *name;
-    const char *page_size; // null: what the file's own box says
-    int pages;
-    bool has_text;
-    const char *twin = "twin.pdf"; // the PDF file that it was made from, or one that ps2pdf makes
-};
-
-void PrintTo(const producer &each, std::ostream *stream)
-{
-    *stream << each.title;
-}
-
-const char groff_pdf[] = "groff -Tps -ms -P-pa4 report.ms | ps2pdf -sPAPERSIZE=a4 - original.pdf; ";
-
-const producer producers[] = {
-    {"Groff", "groff -Tps -ms -P-pa4 report.ms > in.ps", "in.ps", "595 x 842", 2, true},
-    {"Enscript", "enscript -q -M A4 -o in.ps list.txt", "in.ps", "595 x 842", 3, true},
-    {"Gnuplot", "gnuplot plot.gp", "in.eps", "288 x 216", 1, true},
-    {"PopplerPs", "pdftops original.pdf in.ps", "in.ps", "595 x 842", 2, true, "original.pdf"},
-    {"PopplerEps", "pdftops -eps -f 1 -l 1 original.pdf in.eps", "in.eps", "595 x 842", 1, true},
-    {"CairoPs", "pdftocairo -ps original.pdf in.ps", "in.ps", "595 x 842", 2, true, "original.pdf"},
-    {"CairoEps", "pdftocairo -eps -f 1 -l 1 original.pdf in.eps", "in.eps", nullptr, 1, true},
-    {"GhostscriptPs",
-     "gs -q -dSAFER -dNOPAUSE -dBATCH -sDEVICE=ps2write -sOutputFile=in.ps original.pdf", "in.ps",
-     "595 x 842", 2, true},
-    {"GhostscriptEps",
-     "gnuplot plot.gp && mv in.eps plot.eps && "
-     "gs -q -dSAFER -dNOPAUSE -dBATCH -sDEVICE=eps2write -sOutputFile=in.eps plot.eps",
-     "in.eps", nullptr, 1, true},
-    {"NetpbmScan",
-     "pdftoppm -r 100 -gray -f 1 -l 1 original.pdf | "
-     "pnmtops -noturn -dpi 100 -imagewidth 5 > in.eps",
-     "in.eps", nullptr, 1, false},
-    {"NetpbmColourScan",
-     "pdftoppm -r 60 -f 1 -l 1 original.pdf | pnmtops -noturn -imagewidth 5 > in.eps", "in.eps",
-     nullptr, 1, false},
-};
-
 class RealFile : public terminal_test, public testing::WithParamInterface<producer> {
 protected:
-    void make(const producer &from)
-    {
-        user.write("report.ms", report);
-        user.write("plot.gp", plot);
-        std::string list;
-        for (int i = 1; i <= 150; ++i)
-            list += "This is line number " + std::to_string(i) + "\n";
-        user.write("list.txt", list);
-        std::string script = from.script;
-        if (contains(script, "original.pdf"))
-            script.insert(0, groff_pdf);
-        const program_result made = user.run({"sh", "-c", script});
-        ASSERT_EQ(made.status, 0) << story(made);
-        ASSERT_TRUE(user.has(from.name)) << story(made);
-    }
-
-    // The four numbers of the first box comment.
-    void find_box(const producer &from)
-    {
-        const std::string text = user.read(from.name);
-        const std::size_t at = text.find("%%BoundingBox:");
-        ASSERT_NE(at, std::string::npos);
-        std::istringstream numbers(text.substr(at + 14, 80));
-        for (int &number : box)
-            numbers >> number;
-    }
-
     void expect_a_good_pdf(const producer &from)
     {
         const std::string out = user.path("out.pdf");
         EXPECT_EQ(qpdf_complaints(out), "");
         EXPECT_EQ(pdf_page_count(out), from.pages);
         if (contains(from.name, ".eps")) {
-            find_box(from);
+            box = eps_box(user.read(from.name));
         } else { // the whole page
             box[2] = 595;
             box[3] = 842;
@@ -165,15 +45,13 @@ protected:
         }
     }
 
-    int box[4] = {};
+    std::array<int, 4> box = {};
 };
 
 TEST_P(RealFile, BecomesTheSamePagesAsPdf)
 {
     const producer &from = GetParam();
-    make(from);
-    if (HasFatalFailure())
-        return;
+    ASSERT_TRUE(make_real_file(user, from));
     const program_result result = user.papermill({"ps2pdf", from.name, "out.pdf"});
     ASSERT_EQ(result.status, cli_done) << story(result);
     expect_a_good_pdf(from);
@@ -182,14 +60,29 @@ TEST_P(RealFile, BecomesTheSamePagesAsPdf)
 TEST_P(RealFile, BecomesTheSamePagesAsPdfWithPstopdf)
 {
     const producer &from = GetParam();
-    make(from);
-    if (HasFatalFailure())
-        return;
+    ASSERT_TRUE(make_real_file(user, from));
     user.set("APPLE_PDF_STR", "1");
     const program_result result = user.papermill({"ps2pdf", from.name, "out.pdf"});
     ASSERT_EQ(result.status, cli_done) << story(result);
     EXPECT_TRUE(contains(result.out, "Page " + std::to_string(from.pages) + "\n"));
     expect_a_good_pdf(from);
+}
+
+// The page as its own maker draws it, taken from another place of a larger page.
+TEST_P(RealFile, IsDrawnTheSameAfterEps2eps)
+{
+    const producer &from = GetParam();
+    if (!contains(from.name, ".eps"))
+        return; // the others hold pages
+    ASSERT_TRUE(make_real_file(user, from));
+    const program_result result = user.papermill({"eps2eps", from.name, "out.eps"});
+    ASSERT_EQ(result.status, cli_done) << story(result);
+    box = eps_box(user.read(from.name));
+    EXPECT_EQ(eps_box(user.read("out.eps")), box);
+    const auto picture = [&](const char *name) {
+        return ps_picture(user.path(name), box[2] - box[0], box[3] - box[1], box[0], box[1]);
+    };
+    EXPECT_LT(difference(picture("out.eps"), picture(from.name)), 0.1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Producers, RealFile, testing::ValuesIn(producers),
@@ -306,6 +199,36 @@ TEST_P(EpsKind, ShowsTheSameDrawingWithPstopdf)
     expect_the_drawing();
 }
 
+// What the result declares, and what it draws around its box, too.
+TEST_P(EpsKind, IsRewrittenAsTheSameDrawing)
+{
+    const std::string bytes = GetParam().bytes;
+    user.write("in.eps", bytes);
+    const program_result result = user.papermill({"eps2eps", "in.eps", "out.eps"});
+    ASSERT_EQ(result.status, cli_done) << story(result);
+    const std::string made = user.read("out.eps");
+    const std::array<int, 4> box = eps_box(made);
+    EXPECT_EQ(box[2] - box[0], 100) << made.substr(0, 300);
+    EXPECT_EQ(box[3] - box[1], 50) << made.substr(0, 300);
+    if (!contains(bytes, "(atend)")) {
+        // The first box that is not a preview's.
+        const std::size_t at =
+            bytes.find(GetParam().title == std::string("PreviewBefore") ? header + "%%BoundingBox:"
+                                                                        : "%%BoundingBox:");
+        EXPECT_EQ(box, eps_box(bytes.substr(at)));
+    }
+    const std::string twin = user.write("twin.ps", "%!PS\n" + drawing + "showpage\n");
+    const grey_picture expected = ps_picture(twin, 120, 70, 20, 30);
+    EXPECT_LT(
+        difference(ps_picture(user.path("out.eps"), 120, 70, box[0] - 10, box[1] - 10), expected),
+        0.15);
+    // It is EPS for this program, too.
+    const program_result again = user.papermill({"ps2pdf", "out.eps", "out.pdf"});
+    EXPECT_EQ(again.status, cli_done) << story(again);
+    EXPECT_EQ(pdf_page_size(user.path("out.pdf")), "100 x 50");
+    EXPECT_EQ(words_of(pdf_text(user.path("out.pdf"))), strings{"papermill"});
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, EpsKind, testing::ValuesIn(eps_kinds),
                          [](const testing::TestParamInfo<eps_kind> &each) {
                              return each.param.title;
@@ -336,6 +259,22 @@ TEST_F(EpsKind, FractionsOfABoxAreCutOff)
                              drawing + "showpage\n");
     EXPECT_EQ(user.papermill({"in.eps"}).status, cli_done);
     EXPECT_EQ(pdf_page_size(user.path("in.pdf")), "100 x 200");
+}
+
+TEST_F(EpsKind, FinerAndFractionalBoxesStayAsTheyStand)
+{
+    user.write("in.eps", header +
+                             "%%BoundingBox: -10.5 -20.25 110.75 60.5\n"
+                             "%%HiResBoundingBox: -10.4 -20.2 110.7 60.4\n" +
+                             drawing + "showpage\n");
+    const program_result result = user.papermill({"eps2eps", "in.eps", "out.eps"});
+    ASSERT_EQ(result.status, cli_done) << story(result);
+    const std::string made = user.read("out.eps");
+    EXPECT_EQ(count(made, "\n%%BoundingBox: -10.5 -20.25 110.75 60.5\n"), 1U)
+        << made.substr(0, 300);
+    EXPECT_EQ(count(made, "\n%%HiResBoundingBox: -10.4 -20.2 110.7 60.4\n"), 1U)
+        << made.substr(0, 300);
+    EXPECT_EQ(count(made, "BoundingBox"), 2U);
 }
 
 TEST_F(EpsKind, ManyPagesOfPostScriptAreAllThere)

@@ -32,6 +32,14 @@ inline bool ends_with(const std::string &text, const std::string &end)
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
+inline std::size_t count(const std::string &text, const std::string &part)
+{
+    std::size_t result = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++result;
+    return result;
+}
+
 // What a failing test should show of a run.
 inline std::string story(const program_result &result)
 {

@@ -247,11 +247,18 @@ static grey_picture read_pgm(const std::string &bytes)
     return result.pixels.size() == size && numbers[2] == 255 ? result : grey_picture();
 }
 
-grey_picture pdf_picture(const std::string &path, int page)
+grey_picture pdf_picture(const std::string &path, int page, int dpi)
 {
     const std::string number = std::to_string(page);
+    return read_pgm(look_at(path, {"pdftoppm", "-gray", "-r", std::to_string(dpi), "-f", number,
+                                   "-l", number, "FILE"})
+                        .out);
+}
+
+grey_picture image_picture(const std::string &path)
+{
     return read_pgm(
-        look_at(path, {"pdftoppm", "-gray", "-r", "72", "-f", number, "-l", number, "FILE"}).out);
+        look_at(path, {"convert", "FILE", "-colorspace", "Gray", "-depth", "8", "pgm:-"}).out);
 }
 
 grey_picture ps_picture(const std::string &path, int width, int height, int left, int bottom,

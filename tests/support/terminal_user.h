@@ -80,7 +80,10 @@ struct grey_picture {
     int width = 0, height = 0;
     std::string pixels;
 };
-grey_picture pdf_picture(const std::string &path, int page = 1); // at 72 dots per inch
+grey_picture pdf_picture(const std::string &path, int page = 1, int dpi = 72);
+
+// What ImageMagick reads of an image.
+grey_picture image_picture(const std::string &path);
 
 // What Ghostscript itself paints of a PostScript file: the part of each page of the given size
 // whose lower left corner is at (left, bottom).
