@@ -152,6 +152,8 @@ int ps2eps(const cli_request &request)
         (std::strcmp(in_file, out_file) != 0 && refuse_own_input(in_file, out_file)))
         return outcome();
     do_ps2eps(nullptr);
+    if (userCancel != 0) // which that conversion does not tell
+        text_printf("\nUser cancelled processing.\n");
     return outcome();
 }
 

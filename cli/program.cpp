@@ -69,7 +69,8 @@ void interrupt()
 {
     interrupted = 1;
     if (inScript == 0 && inRun == 0) {
-        text_printf("\nUser cancelled processing.\n");
+        if (userCancel == 0) // else the run has told it
+            text_printf("\nUser cancelled processing.\n");
         show_withheld_text();
         std::exit(cli_interrupted);
     }

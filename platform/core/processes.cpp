@@ -172,8 +172,10 @@ int platform::system(const char *line)
         }
         if (ended < 0 && errno != EINTR) // an interrupt ended the run, and the shell with it
             return interrupt_signal() != 0 ? SIGKILL : -1;
-        if (tell_interrupt())
-            kill(child, SIGKILL);
+        if (interrupt_signal() != 0) {
+            kill(child, SIGKILL); // before the folder that it works in may be removed
+            tell_interrupt();
+        }
         poll_or_signal(nullptr, 0, 250); // the end of the child is a signal
     }
 }

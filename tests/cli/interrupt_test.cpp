@@ -89,7 +89,7 @@ TEST_P(Signal, EndsEverything)
         EXPECT_EQ(result.status, cli_interrupted) << story(result);
     else
         EXPECT_EQ(result.signal, how.number) << story(result);
-    EXPECT_TRUE(contains(result.out, "\nUser cancelled processing.\n")) << story(result);
+    EXPECT_EQ(count(result.out, "\nUser cancelled processing.\n"), 1U) << story(result);
     EXPECT_FALSE(contains(result.out, "Processing complete")) << story(result);
     EXPECT_FALSE(contains(result.out, "later")) << story(result);
     EXPECT_FALSE(contains(result.err, "rror")) << story(result);
