@@ -116,6 +116,24 @@ std::string four_numbers(const char *text)
     return numbers.find_first_not_of("0123456789+-.eE \t") == std::string::npos ? numbers : "";
 }
 
+// Goes to the PostScript of a file that may have a binary preview: returns where it ends, or -1
+// when it ends with the file.
+long seek_postscript(std::FILE *file)
+{
+    unsigned char head[12] = {};
+    if (std::fread(head, 1, sizeof head, file) == sizeof head &&
+        std::memcmp(head, "\xc5\xd0\xd3\xc6", 4) == 0) {
+        const auto number = [&](int at) {
+            return static_cast<long>(head[at]) | static_cast<long>(head[at + 1]) << 8 |
+                   static_cast<long>(head[at + 2]) << 16 | static_cast<long>(head[at + 3]) << 24;
+        };
+        if (std::fseek(file, number(4), SEEK_SET) == 0)
+            return number(4) + number(8);
+    }
+    std::rewind(file);
+    return -1;
+}
+
 // The first declaration holds, and of those that come at the end, the last. Those of pictures
 // within the picture do not count; the finer box is declared in the header or promised there.
 declared_boxes read_boxes(const std::string &path)
@@ -131,7 +149,8 @@ declared_boxes read_boxes(const std::string &path)
         return found;
     std::string piece;
     bool starts_line = false;
-    while (read_piece(file, &piece, &starts_line)) {
+    const long end = seek_postscript(file);
+    while ((end < 0 || std::ftell(file) < end) && read_piece(file, &piece, &starts_line)) {
         if (!starts_line)
             continue;
         const char *line = piece.c_str();
