@@ -237,7 +237,8 @@ void do_ps2pict(const char *input, const char * /*output*/)
     static char outfile[path_size];
     static char pdf[path_size];
     if (!take_path(infile, input) || !take_output(outfile, nullptr, infile, picture_extension) ||
-        !take_path(pdf, (std::string(tmpPath) + "/xxx.pdf").c_str()))
+        !take_path(pdf, (std::string(tmpPath) + "/xxx.pdf").c_str()) ||
+        refuse_own_input(infile, outfile))
         return;
     text_printf("Converting %s to %s.\n", infile, pdf);
     do_ps2pdf2(infile, pdf);

@@ -383,6 +383,8 @@ int make_result(const std::string &tool, const request &job, const std::string &
     if (WEXITSTATUS(status) != 0) {
         if (is_too_large(messages))
             refuse_size(job);
+        else
+            tell_full_disk(job.output, folder, platform::folder_of(folder));
         return WEXITSTATUS(status);
     }
     if (!complete || !is_sound(job.kind, result)) {

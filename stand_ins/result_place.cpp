@@ -131,6 +131,19 @@ bool put_result(const std::string &result, const std::string &destination, const
     return false;
 }
 
+void tell_full_disk(const char *output, const std::string &unfinished, const std::string &folder)
+{
+    const std::string probe = unfinished + "/probe";
+    std::FILE *file = std::fopen(probe.c_str(), "we");
+    if (file == nullptr)
+        return;
+    std::fputc('x', file);
+    if (std::fclose(file) != 0)
+        complain("%s: nothing can be written into the folder %s: %s.", output, folder.c_str(),
+                 std::strerror(errno));
+    std::remove(probe.c_str());
+}
+
 std::string absolute(const std::string &path)
 {
     if (!path.empty() && path[0] == '/')

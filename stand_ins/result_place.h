@@ -28,6 +28,10 @@ void tell_unusable_folder(const char *file);
 // is what the user calls the destination.
 bool put_result(const std::string &result, const std::string &destination, const char *name);
 
+// Tells when there is no room for a byte more in the folder where the result is made, which is
+// called `folder`: some tools end then as if all were well, or without a word.
+void tell_full_disk(const char *output, const std::string &unfinished, const std::string &folder);
+
 // The path from the root on.
 std::string absolute(const std::string &path);
 

@@ -117,23 +117,6 @@ const char *users_name(const char *input)
     return original == nullptr ? input : original;
 }
 
-// Tells when there is no room for a byte more in the folder of the result: some tools end then as
-// if all were well.
-void tell_full_disk(const finished_run &run)
-{
-    const std::string probe = run.folder + "/" + platform::output_link + "/probe";
-    std::FILE *file = std::fopen(probe.c_str(), "we");
-    if (file == nullptr)
-        return;
-    std::fputc('x', file);
-    if (std::fclose(file) != 0)
-        complain(
-            "%s: nothing can be written into the folder %s: %s.", run.output,
-            platform::folder_of(platform::link_target(run.folder + "/" + destination_link)).c_str(),
-            std::strerror(errno));
-    std::remove(probe.c_str());
-}
-
 // Says in plain words what the tools said in theirs.
 void tell_cause(const finished_run &run, const diagnosis &found, bool good)
 {
@@ -150,7 +133,9 @@ void tell_cause(const finished_run &run, const diagnosis &found, bool good)
         complain("%s: the file was damaged and has been repaired; something may be missing.",
                  input);
     else if (!good)
-        tell_full_disk(run);
+        tell_full_disk(
+            run.output, run.folder + "/" + platform::output_link,
+            platform::folder_of(platform::link_target(run.folder + "/" + destination_link)));
 }
 
 // ---- the user's names ----

@@ -32,6 +32,9 @@ const std::vector<conversion> conversions = {
     {"Eps2eps", {"eps2eps"}, document::eps, ".eps", true, "gs"},
     {"Eps2tiff", {"eps2tiff"}, document::eps, ".tiff", true, "gs", deletes_older},
     {"Ps2tiff", {"ps2tiff"}, document::ps, "-1.tiff", false, "gs"},
+    {"Eps2pict", {"eps2pict"}, document::eps, ".pict", true, "gs", deletes_older},
+    {"Pdf2pict", {"pdf2pict"}, document::pdf, ".pict", true, "gs"},
+    {"Ps2pict", {"ps2pict"}, document::ps, ".pict", false, "gs"},
 };
 
 void PrintTo(const conversion &each, std::ostream *stream)
@@ -142,6 +145,9 @@ AssertionResult is_made_of(const conversion &how, const std::string &path, int w
                             "Image Width: " + std::to_string((width * dpi + 36) / 72) +
                                 " Image Length: " + std::to_string((50 * dpi + 36) / 72) + "\n");
     }
+    if (ending == ".pict")
+        return expect_found(found_in(path, {"identify", "-format", "%w x %h", "pict:FILE"}),
+                            std::to_string(2 * width) + " x 100");
     // EPS. What ps2eps makes of a page is as large as the marks on it.
     const std::string text = read_file(path);
     if (text.compare(0, 4, "%!PS") != 0 || text.find(" EPSF-") == std::string::npos)
