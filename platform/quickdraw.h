@@ -64,16 +64,16 @@ void BackColor(std::int32_t colour);
 enum : std::uint32_t { useTempMem = 4 };
 
 // Makes a white offscreen world with 1, 2, 4, 8, 16 or 32 bits a pixel (0: 32) over the rectangle,
-// with the system's colours up to 8 bits; table and device are null. *world is unchanged on an
+// with the system's colours up to 8 bits; table and device are null. *made is unchanged on an
 // error: cDepthErr, paramErr for an empty rectangle or another table, memFullErr.
-OSErr NewGWorld(GWorldPtr *world, std::int16_t depth, const Rect *bounds, CTabHandle table,
+OSErr NewGWorld(GWorldPtr *made, std::int16_t depth, const Rect *bounds, CTabHandle table,
                 GDHandle device, std::uint32_t flags);
 
 // Frees it. The current port becomes the first one again if it was that.
-void DisposeGWorld(GWorldPtr world);
+void DisposeGWorld(GWorldPtr old);
 
-PixMapHandle GetGWorldPixMap(GWorldPtr world); // its pixels, for LockPixels and CopyBits
-Boolean LockPixels(PixMapHandle pixels);       // always 1: they do not move by themselves here
+PixMapHandle GetGWorldPixMap(GWorldPtr of); // its pixels, for LockPixels and CopyBits
+Boolean LockPixels(PixMapHandle pixels);    // always 1: they do not move by themselves here
 void UnlockPixels(PixMapHandle pixels);
 
 // ---- pictures ----
