@@ -19,14 +19,47 @@ struct EventTypeSpec {
     std::uint32_t eventKind;
 };
 
+// A key, with one byte of its character in the classic codes: Return 13, Enter 3, Tab 9, Backspace
+// 8, Escape 27, the arrows 28 to 31. A character of more bytes (UTF-8) comes as one event for each.
+// Chords with Ctrl, Alt or Meta and bare modifiers are no key presses. What no handler takes goes
+// to the window's text.
 constexpr OSType kEventClassKeyboard = four_chars("keyb");
 constexpr std::uint32_t kEventRawKeyDown = 1;
 constexpr OSType kEventParamKeyMacCharCodes = four_chars("kchr"); // one byte
 constexpr OSType kEventParamKeyModifiers = four_chars("kmod");    // 32 bits
 
+// What happens to a window. The update event comes while the window is drawn; what draws itself has
+// done so already. A window that nobody hides when it is closed stays.
+constexpr OSType kEventClassWindow = four_chars("wind");
+constexpr std::uint32_t kEventWindowUpdate = 2;
+constexpr std::uint32_t kEventWindowActivated = 5;
+constexpr std::uint32_t kEventWindowDeactivated = 6;
+constexpr std::uint32_t kEventWindowBoundsChanged = 27;
+constexpr std::uint32_t kEventWindowClose = 72;
+constexpr std::uint32_t kEventWindowGetMinimumSize = 81; // asked when the window is first shown
+constexpr OSType kEventParamDimensions =
+    four_chars("dims"); // the answer: a Point, height and width
+
+// A control that has been pressed: the ControlRef is the parameter kEventParamDirectObject.
+constexpr OSType kEventClassControl = four_chars("cntl");
+constexpr std::uint32_t kEventControlHit = 1;
+constexpr OSType kEventParamDirectObject = four_chars("----");
+
+// The application comes to the front, goes to the background.
+constexpr OSType kEventClassApplication = four_chars("appl");
+constexpr std::uint32_t kEventAppActivated = 1;
+constexpr std::uint32_t kEventAppDeactivated = 2;
+
+constexpr OSType kEventClassCommand = four_chars("cmds");
+constexpr std::uint32_t kEventCommandProcess = 1;
+constexpr OSType kEventClassMenu = four_chars("menu");
+constexpr std::uint32_t kEventMenuEnableItems = 8;
+
 // Returns noErr when it handled the event, eventNotHandledErr to let the next handler see it.
 using EventHandlerUPP = OSStatus (*)(EventHandlerCallRef call, EventRef event, void *userData);
 EventHandlerUPP NewEventHandlerUPP(EventHandlerUPP handler);
+
+EventTargetRef GetApplicationEventTarget(); // where the application's own events are handled
 
 // Installs `handler` on `target` for the `count` entries of `list`; later handlers are asked first.
 OSStatus InstallEventHandler(EventTargetRef target, EventHandlerUPP handler, std::size_t count,
@@ -37,6 +70,9 @@ std::uint32_t GetEventKind(EventRef event);
 
 // Copies the parameter `name` into `buffer`, at most `size` bytes. paramErr when it is not there.
 OSStatus GetEventParameter(EventRef event, OSType name, std::size_t size, void *buffer);
+
+// Gives the event the parameter `name`, or another value for it.
+OSStatus SetEventParameter(EventRef event, OSType name, std::size_t size, const void *data);
 
 // ---- timers and modal loops ----
 
@@ -61,6 +97,9 @@ OSStatus RemoveEventLoopTimer(EventLoopTimerRef timer);
 OSStatus RunAppModalLoopForWindow(WindowRef window);
 OSStatus QuitAppModalLoopForWindow(WindowRef window);
 
+// Turns the application's event loop until the program is to end.
+void RunApplicationEventLoop();
+
 // ---- the classic event pump ----
 
 struct EventRecord {
@@ -74,6 +113,7 @@ struct EventRecord {
 constexpr std::uint16_t mouseDown = 1;
 constexpr std::uint16_t kHighLevelEvent = 23;
 constexpr std::int16_t inMenuBar = 1;
+constexpr std::int16_t inContent = 3;
 
 // Waits up to `sleep` ticks for an event of `mask`. True, with the event in *event, when one came;
 // Carbon events are handed to their handlers meanwhile.

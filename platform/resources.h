@@ -74,6 +74,9 @@ OSErr ResError(); // the result of the last operation of this manager
 
 namespace platform {
 
+// The bundle's Resources folder, found from the executable; empty when that cannot be found.
+std::string resources_folder();
+
 // Opens the application's own resources, Papermill.rsrc in the bundle that the executable stands
 // in, for reading, as the last file of the chain. Called once, before start-up. False when there
 // are none.

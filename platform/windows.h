@@ -3,6 +3,7 @@
 #ifndef PAPERMILL_PLATFORM_WINDOWS_H
 #define PAPERMILL_PLATFORM_WINDOWS_H
 
+#include "platform/quickdraw.h"
 #include "platform/types.h"
 
 struct OpaqueWindow;
@@ -14,9 +15,15 @@ using EventTargetRef = OpaqueEventTarget *;
 
 constexpr std::uint32_t kWindowStandardHandlerAttribute = 1U << 25;
 
+// What GetWindowKind tells apart: dialogs, and windows of the program's own.
+enum : std::int16_t { dialogKind = 2, userKind = 8 };
+
 // Makes a document window with `bounds` and `title` (a Pascal string), hidden at first. Null when
-// no window can be made. The window lives until the process ends.
+// no window can be made. The window lives until DisposeWindow.
 WindowRef NewCWindow(const Rect *bounds, ConstStringPtr title, Boolean visible);
+
+// Disposes of the window and what is in it, also from one of its own handlers.
+void DisposeWindow(WindowRef window);
 
 // Opens the interface file `name`. An error, and *nib unchanged, where there is no such file or no
 // window can be made from it.
@@ -29,6 +36,7 @@ void DisposeNibReference(IBNibRef nib);
 // The operations below take a null window and then do nothing.
 void SetWRefCon(WindowRef window, std::int32_t constant); // the number that tells windows apart
 std::int32_t GetWRefCon(WindowRef window);
+std::int16_t GetWindowKind(WindowRef window);
 OSStatus ChangeWindowAttributes(WindowRef window, std::uint32_t set, std::uint32_t clear);
 void ShowWindow(WindowRef window);
 void HideWindow(WindowRef window);
@@ -37,5 +45,21 @@ OSStatus HideSheetWindow(WindowRef sheet);
 
 WindowRef FrontWindow();                               // the active window, or null
 EventTargetRef GetWindowEventTarget(WindowRef window); // where the window's events are handled
+
+// ---- a window's place and its drawing ----
+
+GrafPtr GetWindowPort(WindowRef window);
+void SetPortWindowPort(WindowRef window); // makes the window's port the current one
+
+// Fills *bounds with what the window holds, in its own coordinates, and returns it.
+Rect *GetWindowPortBounds(WindowRef window, Rect *bounds);
+
+// Between the coordinates of the screen and those of the window whose port is the current one.
+void LocalToGlobal(Point *point);
+void GlobalToLocal(Point *point);
+
+OSStatus InvalWindowRect(WindowRef window, const Rect *rect); // it will be drawn anew
+void BeginUpdate(WindowRef window);                           // around the drawing of what is
+void EndUpdate(WindowRef window);                             // out of date
 
 #endif

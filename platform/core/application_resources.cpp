@@ -5,7 +5,7 @@
 #include <climits>
 #include <string>
 
-bool platform::open_application_resources()
+std::string platform::resources_folder()
 {
     ProcessSerialNumber current = {};
     GetCurrentProcess(&current);
@@ -18,14 +18,20 @@ bool platform::open_application_resources()
     if (GetProcessInformation(&current, &record) != noErr ||
         FSpMakeFSRef(&executable, &reference) != noErr ||
         FSRefMakePath(&reference, path, sizeof path) != noErr)
-        return false;
+        return "";
 
     std::string contents = path; // .../Contents/Linux/papermill
     for (int i = 0; i < 2; ++i)
         contents.erase(std::min(contents.rfind('/'), contents.size()));
+    return contents + "/Resources";
+}
+
+bool platform::open_application_resources()
+{
+    const std::string folder = resources_folder();
     FSRef resources;
     ResFileRefNum file = -1;
-    return FSPathMakeRef((contents + "/Resources/Papermill.rsrc").c_str(), &resources, nullptr) ==
-               noErr &&
+    return !folder.empty() &&
+           FSPathMakeRef((folder + "/Papermill.rsrc").c_str(), &resources, nullptr) == noErr &&
            FSOpenResourceFile(&resources, 0, nullptr, fsRdPerm, &file) == noErr;
 }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <sys/eventfd.h>
 
 namespace {
 
@@ -17,9 +18,17 @@ platform::callback interrupt_callback;
 using signal_handler = void (*)(int);
 std::array<signal_handler, NSIG> handlers;
 
+volatile std::sig_atomic_t wake_file = -1;
+platform::signal_poll own_poll = platform::plain_poll_or_signal;
+
 void on_signal(int number)
 {
     signal_arrived = 1;
+    if (wake_file >= 0) {
+        const int error = errno;
+        eventfd_write(wake_file, 1);
+        errno = error;
+    }
     if (number == SIGINT || number == SIGTERM || number == SIGHUP)
         interrupting_signal = number;
     const signal_handler handler = handlers[static_cast<std::size_t>(number)];
@@ -73,7 +82,30 @@ bool platform::tell_interrupt()
     return true;
 }
 
+void platform::set_signal_poll(signal_poll poll)
+{
+    own_poll = poll == nullptr ? plain_poll_or_signal : poll;
+}
+
+int platform::signal_descriptor()
+{
+    if (wake_file < 0)
+        wake_file = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return wake_file;
+}
+
+void platform::drain_signal_descriptor()
+{
+    eventfd_t count = 0;
+    eventfd_read(wake_file, &count);
+}
+
 bool platform::poll_or_signal(pollfd *descriptors, unsigned count, int milliseconds)
+{
+    return own_poll(descriptors, count, milliseconds);
+}
+
+bool platform::plain_poll_or_signal(pollfd *descriptors, unsigned count, int milliseconds)
 {
     // Blocked from the look at the flag until ppoll waits: no signal slips in between.
     sigset_t all;

@@ -14,6 +14,17 @@ void catch_signals();
 // been handled since the last call or is handled during this one.
 bool poll_or_signal(pollfd *descriptors, unsigned count, int milliseconds);
 
+// How poll_or_signal waits instead, in a program whose windows have to be painted meanwhile; null
+// restores its own way, which is plain_poll_or_signal.
+using signal_poll = bool (*)(pollfd *descriptors, unsigned count, int milliseconds);
+void set_signal_poll(signal_poll poll);
+bool plain_poll_or_signal(pollfd *descriptors, unsigned count, int milliseconds);
+
+// A descriptor that can be read from the moment at which a signal has been handled until it is
+// drained; for loops that are not poll_or_signal's. -1 when none can be made.
+int signal_descriptor();
+void drain_signal_descriptor();
+
 } // namespace platform
 
 #endif

@@ -2,22 +2,12 @@
 #ifndef PAPERMILL_PLATFORM_HEADLESS_STATE_H
 #define PAPERMILL_PLATFORM_HEADLESS_STATE_H
 
-#include "platform/events.h"
+#include "platform/core/carbon_events.h"
+#include "platform/quickdraw.h"
 #include "platform/windows.h"
 
 #include <cstddef>
 #include <string>
-#include <vector>
-
-struct installed_handler {
-    EventHandlerUPP handler;
-    std::vector<EventTypeSpec> events;
-    void *user_data;
-};
-
-struct OpaqueEventTarget {
-    std::vector<installed_handler> handlers;
-};
 
 struct OpaqueWindow {
     Rect bounds;
@@ -26,6 +16,7 @@ struct OpaqueWindow {
     std::int32_t reference_constant;
     std::uint32_t attributes;
     OpaqueEventTarget target;
+    GrafPort port; // stands for the window where a port is asked for
 };
 
 namespace platform {

@@ -3,12 +3,13 @@
 #include "platform/headless/state.h"
 #include "platform/quickdraw.h"
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
 namespace {
 
-// The windows in the order in which they were made: none is ever disposed of.
+// The windows in the order in which they were made.
 std::vector<std::unique_ptr<OpaqueWindow>> windows;
 
 } // namespace
@@ -21,6 +22,13 @@ WindowRef NewCWindow(const Rect *bounds, ConstStringPtr title, Boolean visible)
     window->visible = visible != 0;
     windows.push_back(std::move(window));
     return windows.back().get();
+}
+
+void DisposeWindow(WindowRef window)
+{
+    const auto end = std::remove_if(windows.begin(), windows.end(),
+                                    [&](const auto &each) { return each.get() == window; });
+    windows.erase(end, windows.end());
 }
 
 OSStatus CreateNibReference(const char * /*name*/, IBNibRef * /*nib*/)
@@ -44,6 +52,12 @@ void SetWRefCon(WindowRef window, std::int32_t constant)
 std::int32_t GetWRefCon(WindowRef window)
 {
     return window == nullptr ? 0 : window->reference_constant;
+}
+
+// Dialogs come from the interface file.
+std::int16_t GetWindowKind(WindowRef window)
+{
+    return window == nullptr ? std::int16_t{0} : std::int16_t{userKind};
 }
 
 OSStatus ChangeWindowAttributes(WindowRef window, std::uint32_t set, std::uint32_t clear)
@@ -91,3 +105,59 @@ EventTargetRef GetWindowEventTarget(WindowRef window)
 {
     return window == nullptr ? nullptr : &window->target;
 }
+
+GrafPtr GetWindowPort(WindowRef window)
+{
+    return window == nullptr ? nullptr : &window->port;
+}
+
+void SetPortWindowPort(WindowRef window)
+{
+    if (window != nullptr)
+        SetPort(&window->port);
+}
+
+Rect *GetWindowPortBounds(WindowRef window, Rect *bounds)
+{
+    *bounds = {};
+    if (window != nullptr) {
+        bounds->right = static_cast<std::int16_t>(window->bounds.right - window->bounds.left);
+        bounds->bottom = static_cast<std::int16_t>(window->bounds.bottom - window->bounds.top);
+    }
+    return bounds;
+}
+
+// Where the current port's window begins on the screen that it would be on.
+static Point port_origin()
+{
+    GrafPtr port = nullptr;
+    GetPort(&port);
+    for (const auto &window : windows) {
+        if (&window->port == port)
+            return {window->bounds.top, window->bounds.left};
+    }
+    return {};
+}
+
+void LocalToGlobal(Point *point)
+{
+    const Point origin = port_origin();
+    point->h = static_cast<std::int16_t>(point->h + origin.h);
+    point->v = static_cast<std::int16_t>(point->v + origin.v);
+}
+
+void GlobalToLocal(Point *point)
+{
+    const Point origin = port_origin();
+    point->h = static_cast<std::int16_t>(point->h - origin.h);
+    point->v = static_cast<std::int16_t>(point->v - origin.v);
+}
+
+OSStatus InvalWindowRect(WindowRef window, const Rect * /*rect*/)
+{
+    return window == nullptr ? OSStatus{paramErr} : OSStatus{noErr};
+}
+
+// There is nothing to draw.
+void BeginUpdate(WindowRef /*window*/) {}
+void EndUpdate(WindowRef /*window*/) {}

@@ -1,0 +1,19 @@
+// The connection to the desktop, which every window needs.
+#ifndef PAPERMILL_PLATFORM_QT_APPLICATION_H
+#define PAPERMILL_PLATFORM_QT_APPLICATION_H
+
+#include "platform/events.h"
+
+namespace platform {
+
+// Connects to the desktop. Where there is none, or none that answers, the process ends with status
+// 1 and the line `complaint` on standard error. Once, before any window is made. The arguments are
+// kept as long as the process lives.
+void open_desktop(int *argc, char **argv, const char *complaint);
+
+// Called when the user or the end of the session asks the program to end; it is to do so.
+void on_quit(callback handler);
+
+} // namespace platform
+
+#endif

@@ -1,0 +1,156 @@
+#include "platform/events.h"
+
+#include "platform/core/loop_timers.h"
+#include "platform/core/modal_watch.h"
+#include "platform/core/signals.h"
+#include "platform/processes.h"
+#include "platform/qt/state.h"
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <algorithm>
+#include <list>
+#include <memory>
+#include <vector>
+
+namespace {
+
+struct modal_loop {
+    WindowRef window;
+    platform::modal_watch watch;
+    QEventLoop turning;
+};
+
+std::list<modal_loop> loops; // those that turn, the innermost last
+
+QTimer *timer_alarm; // goes off when the next timer is due
+
+// The loop of a wait in which nothing but painting happens; null: none waits.
+QEventLoop *painting;
+
+constexpr int longest_alarm = 1000; // milliseconds
+
+void end_innermost_if_told()
+{
+    if (!loops.empty() && loops.back().watch.ended)
+        loops.back().turning.quit();
+}
+
+void set_alarm()
+{
+    timer_alarm->start(platform::milliseconds_to_next_timer(longest_alarm));
+}
+
+// Timers are due.
+void on_alarm()
+{
+    if (painting != nullptr)
+        return;
+    platform::fire_timers(false);
+    end_innermost_if_told();
+}
+
+// A signal has been handled: a report, the end of a process, an interrupt.
+void on_wake()
+{
+    platform::drain_signal_descriptor();
+    if (painting != nullptr) {
+        painting->quit();
+        return;
+    }
+    platform::modal_watch idle;
+    platform::look_around(loops.empty() ? idle : loops.back().watch, true);
+    end_innermost_if_told();
+}
+
+// Waits like poll_or_signal and paints the windows meanwhile; clicks and keys wait until it is
+// over.
+bool poll_painting(pollfd *descriptors, unsigned count, int milliseconds)
+{
+    const auto ready = [&] {
+        return std::any_of(descriptors, descriptors + count,
+                           [](const pollfd &each) { return each.revents != 0; });
+    };
+    if (!platform::plain_poll_or_signal(descriptors, count, 0))
+        return false;
+    if (ready())
+        return true;
+
+    QEventLoop loop;
+    std::vector<std::unique_ptr<QSocketNotifier>> notifiers;
+    for (unsigned i = 0; i < count; ++i) {
+        notifiers.push_back(
+            std::make_unique<QSocketNotifier>(descriptors[i].fd, QSocketNotifier::Read));
+        QObject::connect(notifiers.back().get(), &QSocketNotifier::activated, &loop,
+                         &QEventLoop::quit);
+    }
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    QEventLoop *const outer = painting;
+    painting = &loop;
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    painting = outer;
+    return platform::plain_poll_or_signal(descriptors, count, 0);
+}
+
+} // namespace
+
+void platform::start_events()
+{
+    timer_alarm = new QTimer(qApp);
+    timer_alarm->setSingleShot(true);
+    timer_alarm->setTimerType(Qt::PreciseTimer);
+    QObject::connect(timer_alarm, &QTimer::timeout, on_alarm);
+    on_timers_changed(set_alarm);
+    auto *notifier = new QSocketNotifier(signal_descriptor(), QSocketNotifier::Read, qApp);
+    QObject::connect(notifier, &QSocketNotifier::activated, on_wake);
+    set_signal_poll(poll_painting);
+}
+
+OSStatus RunAppModalLoopForWindow(WindowRef window)
+{
+    modal_loop &loop = loops.emplace_back();
+    loop.window = window;
+    platform::look_around(loop.watch, false);
+    if (!loop.watch.ended)
+        loop.turning.exec();
+    loops.pop_back();
+    return noErr;
+}
+
+OSStatus QuitAppModalLoopForWindow(WindowRef window)
+{
+    const auto loop = std::find_if(loops.rbegin(), loops.rend(),
+                                   [&](const modal_loop &each) { return each.window == window; });
+    if (loop == loops.rend())
+        return paramErr;
+    loop->watch.ended = true;
+    loop->turning.quit();
+    return noErr;
+}
+
+void RunApplicationEventLoop()
+{
+    QApplication::exec();
+}
+
+Boolean WaitNextEvent(std::uint16_t /*mask*/, EventRecord *event, std::uint32_t sleep,
+                      void * /*mouseRegion*/)
+{
+    *event = EventRecord{};
+    event->when = TickCount();
+    const int longest = static_cast<int>(std::min<std::uint32_t>(sleep, 3600) * 1000 / 60);
+    QTimer over;
+    over.setSingleShot(true);
+    over.start(longest);
+    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return 0; // keys and clicks have reached their windows' handlers
+}
+
+std::int16_t FindWindow(Point where, WindowRef *window)
+{
+    *window = platform::window_of(QApplication::widgetAt(where.h, where.v));
+    return *window == nullptr ? 0 : inContent;
+}

@@ -1,0 +1,42 @@
+// What the parts of the Qt platform share.
+#ifndef PAPERMILL_PLATFORM_QT_STATE_H
+#define PAPERMILL_PLATFORM_QT_STATE_H
+
+#include "platform/core/carbon_events.h"
+#include "platform/quickdraw.h"
+#include "platform/windows.h"
+
+#include <QWidget>
+
+// A window, or a sheet: then its widget is a child of its parent's. Every control of a window of
+// the interface file is found by its dynamic properties controlID (a number) and controlSignature
+// ("KVRB"); a ControlRef is the control's QWidget.
+struct OpaqueWindow {
+    QWidget *widget = nullptr;
+    std::int32_t reference_constant = 0;
+    std::uint32_t attributes = 0;
+    std::int16_t kind = 0;
+    OpaqueEventTarget target;
+    QWidget *content = nullptr; // the text: it gets the keys that no handler takes; null: none
+    bool takes_typing = false;  // whether keys are typed into the text at present
+    GrafPort port = {};         // stands for the window where a port is asked for
+};
+
+namespace platform {
+
+// The window whose widget this is or lies in; a sheet before the window that it is attached to.
+WindowRef window_of(const QWidget *widget);
+
+// Sends the event, which needs no parameters, to the window's handlers.
+OSStatus send_window_event(WindowRef window, OSType event_class, std::uint32_t kind);
+
+// Connects the event loop to the application: timers, signals, keys, activation. Once, when there
+// is a QApplication.
+void start_events();
+
+// Tells whoever asked for it (on_quit) that the program is to end.
+void ask_to_quit();
+
+} // namespace platform
+
+#endif
