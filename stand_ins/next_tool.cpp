@@ -20,7 +20,9 @@ static bool is_bundle_folder(const std::string &folder)
     return access((folder + "/gs.script").c_str(), F_OK) == 0;
 }
 
-std::string find_next_tool(const char *name)
+// The path of the first executable of that name on PATH that `wanted` takes.
+static std::string find_tool(const char *name,
+                             bool (*wanted)(const std::string &folder, const struct stat &found))
 {
     const char *path = std::getenv("PATH");
     if (path == nullptr)
@@ -32,13 +34,24 @@ std::string find_next_tool(const char *name)
         const std::string candidate = folder + "/" + name;
         struct stat found;
         if (stat(candidate.c_str(), &found) == 0 && S_ISREG(found.st_mode) &&
-            access(candidate.c_str(), X_OK) == 0 && !is_this_program(found) &&
-            !is_bundle_folder(folder))
+            access(candidate.c_str(), X_OK) == 0 && wanted(folder, found))
             return candidate;
         if (path[length] == '\0')
             return {};
         path += length + 1;
     }
+}
+
+std::string find_on_path(const char *name)
+{
+    return find_tool(name, [](const std::string &, const struct stat &) { return true; });
+}
+
+std::string find_next_tool(const char *name)
+{
+    return find_tool(name, [](const std::string &folder, const struct stat &found) {
+        return !is_this_program(found) && !is_bundle_folder(folder);
+    });
 }
 
 void hand_over(const char *name, char **argv)

@@ -5,6 +5,9 @@
 
 #include <string>
 
+// The path of the first executable of that name on PATH; empty when there is none.
+std::string find_on_path(const char *name);
+
 // The path of the first executable of that name on PATH that is no stand-in, neither this program
 // nor one of another bundle; empty when there is none.
 std::string find_next_tool(const char *name);

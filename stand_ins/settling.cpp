@@ -4,9 +4,11 @@
 #include "platform/core/run_folder.h"
 #include "stand_ins/complain.h"
 #include "stand_ins/corrections.h"
+#include "stand_ins/reporting.h"
 #include "stand_ins/result_place.h"
 #include "stand_ins/soundness.h"
 #include "stand_ins/staging.h"
+#include "stand_ins/tools.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,7 +22,6 @@
 namespace {
 
 constexpr std::size_t window_size = 65536;
-constexpr int command_not_found = 127; // a status, as shells give it
 
 bool file_contains(const std::string &path, const char *text)
 {
@@ -249,19 +250,6 @@ bool correct(const finished_run &run, const std::string &result)
     return true;
 }
 
-void write_status(const finished_run &run, const char *ending)
-{
-    // Written whole under another name first: the application may look at any moment.
-    const std::string path = run.folder + "/status";
-    const std::string fresh = path + ".new";
-    std::FILE *file = std::fopen(fresh.c_str(), "we");
-    if (file == nullptr)
-        return;
-    std::fprintf(file, "%d %s\n", run.status, ending);
-    if (std::fclose(file) == 0)
-        rename(fresh.c_str(), path.c_str());
-}
-
 } // namespace
 
 int settle(const finished_run &run)
@@ -293,8 +281,8 @@ int settle(const finished_run &run)
     tell_cause(run, found, good);
     std::fflush(stderr);
     platform::remove_unfinished_output(run.folder);
-    write_status(run, good || run.status != 0
-                          ? (run.status == command_not_found ? "missing" : "done")
-                          : "unusable");
+    write_status(run.folder, run.status,
+                 good || run.status != 0 ? (run.status == tool_not_found ? "missing" : "done")
+                                         : "unusable");
     return run.status;
 }

@@ -96,10 +96,9 @@ protected:
     // A PATH with all that the script needs itself, and the named tools.
     void leave_on_path(const words &names)
     {
-        for (const char *tool :
-             {"sh", "tcsh", "cat", "kill", "which", "mktemp", "mkdir", "rm", "seq"})
+        for (const char *tool : {"sh", "tcsh", "seq"})
             ASSERT_EQ(symlink((std::string("/bin/") + tool).c_str(), (tools / tool).c_str()), 0);
-        for (const char *tool : {"gs_files", "osascript"})
+        for (const char *tool : {"papermill_run", "osascript"})
             ASSERT_EQ(symlink((bundled_tools + "/" + tool).c_str(), (tools / tool).c_str()), 0);
         for (const std::string &tool : names)
             tools.write_program(tool, "#!/bin/sh\n");

@@ -217,9 +217,9 @@ TEST_F(GsScript, WhatCannotBeStagedIsNotStarted)
 TEST_F(GsScript, AMissingToolIsToldWithItsPackage)
 {
     // A PATH with all but Ghostscript.
-    for (const char *tool : {"sh", "tcsh", "cat", "kill", "which", "mktemp", "mkdir", "rm"})
+    for (const char *tool : {"sh", "tcsh"})
         ASSERT_EQ(symlink((std::string("/bin/") + tool).c_str(), (tools / tool).c_str()), 0);
-    for (const char *tool : {"gs_files", "osascript"})
+    for (const char *tool : {"papermill_run", "osascript"})
         ASSERT_EQ(symlink((bundled_tools + "/" + tool).c_str(), (tools / tool).c_str()), 0);
     path = tools.path();
     EXPECT_EQ(ps2pdf(), 127);

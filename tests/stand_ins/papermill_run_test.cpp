@@ -1,4 +1,4 @@
-// The file work of gs.script, called as the script calls it.
+// The steps of a run around its tools: names, protection, the result.
 #include "platform/core/run_folder.h"
 #include "tests/support/hostile_names.h"
 #include "tests/support/run_program.h"
@@ -21,12 +21,12 @@ namespace {
 
 using names = std::vector<std::string>;
 
-const std::string program = PAPERMILL_BUNDLE "/Resources/bin/gs_files";
+const std::string program = PAPERMILL_RUN_STEPS;
 const std::string sound_pdf = "%PDF-1.7\nbody\n%%EOF\n";
 
-class GsFiles : public testing::Test {
+class PapermillRun : public testing::Test {
 protected:
-    GsFiles() : run(temporary.make_folder("run.1")), capture(temporary / "worksheet")
+    PapermillRun() : run(temporary.make_folder("run.1")), capture(temporary / "worksheet")
     {
         temporary.make_folder("run.1/tmp");
         input = users.write("in.ps", "%!PS\n");
@@ -51,7 +51,7 @@ protected:
     {
         program_call result = call(arguments);
         if (getuid() == 0) {
-            const std::string copy = temporary / "gs_files";
+            const std::string copy = temporary / "run_steps";
             std::filesystem::copy_file(result.arguments[0], copy,
                                        std::filesystem::copy_options::overwrite_existing);
             result.arguments[0] = copy;
@@ -128,7 +128,7 @@ mode_t mode_of(const std::string &path)
 
 // ---- stage ----
 
-TEST_F(GsFiles, AStagedRunHasNamesOfItsOwn)
+TEST_F(PapermillRun, AStagedRunHasNamesOfItsOwn)
 {
     const program_result result = stage(input, output);
     EXPECT_EQ(result.status, 0);
@@ -170,7 +170,7 @@ static bool kill_at_name(pid_t child, int number)
     }
 }
 
-TEST_F(GsFiles, AStageThatIsKilledCanBeClearedUp)
+TEST_F(PapermillRun, AStageThatIsKilledCanBeClearedUp)
 {
     int killed = 0;
     for (bool at_name = true; at_name;) {
@@ -178,7 +178,7 @@ TEST_F(GsFiles, AStageThatIsKilledCanBeClearedUp)
             setenv("PAPERMILL_RUN_FOLDER", run.c_str(), 1);
             setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // a search that needs ptrace itself
             ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-            execl(program.c_str(), "gs_files", "stage", "any", output.c_str(), input.c_str(),
+            execl(program.c_str(), "run_steps", "stage", "any", output.c_str(), input.c_str(),
                   nullptr);
         });
         at_name = kill_at_name(child, killed + 1);
@@ -193,7 +193,7 @@ TEST_F(GsFiles, AStageThatIsKilledCanBeClearedUp)
     EXPECT_EQ(killed, 4); // three links and a folder
 }
 
-TEST_F(GsFiles, AnyNameCanBeStagedAndSettled)
+TEST_F(PapermillRun, AnyNameCanBeStagedAndSettled)
 {
     for (const std::string &name : hostile_names()) {
         input = users.write(name, "%!PS\n");
@@ -210,14 +210,14 @@ TEST_F(GsFiles, AnyNameCanBeStagedAndSettled)
     }
 }
 
-TEST_F(GsFiles, RelativeNamesCountFromTheCurrentFolder)
+TEST_F(PapermillRun, RelativeNamesCountFromTheCurrentFolder)
 {
     ASSERT_EQ(stage("in.ps", "out.pdf").status, 0);
     EXPECT_EQ(link_target("papermill-in"), input);
     EXPECT_EQ(link_target("papermill-to"), output);
 }
 
-TEST_F(GsFiles, AMissingInputIsTold)
+TEST_F(PapermillRun, AMissingInputIsTold)
 {
     expect_refused(stage(users / "missing.ps", output), 66,
                    users / "missing.ps" + ": File not found!\n");
@@ -225,19 +225,19 @@ TEST_F(GsFiles, AMissingInputIsTold)
                    users / "no/missing.ps" + ": File not found!\n");
 }
 
-TEST_F(GsFiles, AFolderIsNoInput)
+TEST_F(PapermillRun, AFolderIsNoInput)
 {
     expect_refused(stage(users.path(), output), 66,
                    users.path() + ": this is a folder, not a file.\n");
 }
 
-TEST_F(GsFiles, AnEmptyFileIsNoInput)
+TEST_F(PapermillRun, AnEmptyFileIsNoInput)
 {
     const std::string empty = users.write("empty.ps", "");
     expect_refused(stage(empty, output), 66, empty + ": the file is empty.\n");
 }
 
-TEST_F(GsFiles, WhatIsNoFileIsNoInput)
+TEST_F(PapermillRun, WhatIsNoFileIsNoInput)
 {
     expect_refused(stage("/dev/zero", output), 66, "/dev/zero: this is no ordinary file.\n");
     const std::string fifo = users / "fifo";
@@ -246,14 +246,14 @@ TEST_F(GsFiles, WhatIsNoFileIsNoInput)
     expect_refused(stage(fifo, output), 66, fifo + ": this is no ordinary file.\n");
 }
 
-TEST_F(GsFiles, AnInputThatCannotBeReadIsTold)
+TEST_F(PapermillRun, AnInputThatCannotBeReadIsTold)
 {
     ASSERT_EQ(chmod(input.c_str(), 0), 0);
     expect_refused(run_program(call_without_rights({"stage", "any", output, input})), 66,
                    input + ": the file can't be read: Permission denied.\n");
 }
 
-TEST_F(GsFiles, AnInputThatIsALinkIsItsTarget)
+TEST_F(PapermillRun, AnInputThatIsALinkIsItsTarget)
 {
     const std::string link = users / "link.ps";
     ASSERT_EQ(symlink("in.ps", link.c_str()), 0);
@@ -261,14 +261,14 @@ TEST_F(GsFiles, AnInputThatIsALinkIsItsTarget)
     EXPECT_EQ(read_file(run + "/papermill-in"), "%!PS\n");
 }
 
-TEST_F(GsFiles, AnOutputThatIsAFolderIsRefused)
+TEST_F(PapermillRun, AnOutputThatIsAFolderIsRefused)
 {
     users.make_folder("folder");
     expect_refused(stage(input, users / "folder"), 73,
                    users / "folder" + ": this is a folder; the output needs a file name.\n");
 }
 
-TEST_F(GsFiles, AnOutputInAMissingFolderIsRefused)
+TEST_F(PapermillRun, AnOutputInAMissingFolderIsRefused)
 {
     expect_refused(stage(input, users / "no/out.pdf"), 73,
                    users / "no/out.pdf" + ": there is no folder " + users / "no" + ".\n");
@@ -276,7 +276,7 @@ TEST_F(GsFiles, AnOutputInAMissingFolderIsRefused)
                    input + "/out.pdf: there is no folder " + input + ".\n");
 }
 
-TEST_F(GsFiles, AnOutputInALockedFolderIsRefused)
+TEST_F(PapermillRun, AnOutputInALockedFolderIsRefused)
 {
     const std::string locked = users.make_folder("locked");
     ASSERT_EQ(chmod(locked.c_str(), 0555), 0);
@@ -286,7 +286,7 @@ TEST_F(GsFiles, AnOutputInALockedFolderIsRefused)
                        ": Permission denied.\n");
 }
 
-TEST_F(GsFiles, AReadOnlyFileIsNotReplaced)
+TEST_F(PapermillRun, AReadOnlyFileIsNotReplaced)
 {
     users.write("out.pdf", "older");
     ASSERT_EQ(chmod(output.c_str(), 0444), 0);
@@ -295,29 +295,36 @@ TEST_F(GsFiles, AReadOnlyFileIsNotReplaced)
     EXPECT_EQ(read_file(output), "older");
 }
 
-TEST_F(GsFiles, WithoutARunFolderNothingIsDone)
+TEST_F(PapermillRun, IncompleteCallsAreRefused)
 {
-    program_call outside = call({"stage", "any", output, input});
-    outside.environment["PAPERMILL_RUN_FOLDER"] = std::nullopt;
-    const program_result result = run_program(outside);
-    EXPECT_EQ(result.status, 64);
-    EXPECT_EQ(result.err,
-              "gs_files: called by gs.script alone, with a run's folder in the environment.\n");
-    for (const names &odd :
-         {names{}, names{"stage"}, names{"stage", "any"}, names{"stage", "any", output},
-          names{"confine"}, names{"limit", "1"}, names{"limit", "1", "confine"},
-          names{"settle", "0", "pdf", capture, output}, names{"other", "x", "y"}})
-        EXPECT_EQ(run_program(call(odd)).status, 64);
+    const names whole = {"tools", "pdf", "any", "0", capture, output, "1", input, "true"};
+    std::vector<names> odd = {{},
+                              {"other", "x", "y"},
+                              {"stage", "any", output, input},
+                              {"limit", "1"},
+                              {"then", "file", "3", "true"},
+                              {"command", "exec", "0", capture},
+                              {"unknown", "0"}};
+    for (std::size_t size = 1; size < whole.size(); ++size)
+        odd.emplace_back(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+    for (const names &words : odd) {
+        program_call refused = call(words);
+        refused.arguments[0] = PAPERMILL_BUNDLE "/Resources/bin/papermill_run";
+        const program_result result = run_program(refused);
+        EXPECT_EQ(result.status, 64);
+        EXPECT_EQ(result.err, "papermill_run: called by gs.script alone.\n");
+    }
     EXPECT_EQ(users.names(), names{"in.ps"});
+    EXPECT_EQ(names_in(run), names{"tmp"});
 }
 
 // ---- stage: several inputs, PDF files ----
 
 namespace {
 
-class GsFilesInputs : public GsFiles {
+class PapermillRunInputs : public PapermillRun {
 protected:
-    GsFilesInputs()
+    PapermillRunInputs()
     {
         std::filesystem::remove(input);
     }
@@ -358,7 +365,7 @@ protected:
 
 } // namespace
 
-TEST_F(GsFilesInputs, SeveralInputsAreNumbered)
+TEST_F(PapermillRunInputs, SeveralInputsAreNumbered)
 {
     make_inputs(11);
     EXPECT_EQ(stage_all().err, "");
@@ -370,7 +377,7 @@ TEST_F(GsFilesInputs, SeveralInputsAreNumbered)
     EXPECT_FALSE(file_exists(run + "/papermill-in-12"));
 }
 
-TEST_F(GsFilesInputs, OneInputOfSeveralMayStandTwice)
+TEST_F(PapermillRunInputs, OneInputOfSeveralMayStandTwice)
 {
     make_inputs(1);
     inputs.push_back(inputs[0]);
@@ -378,7 +385,7 @@ TEST_F(GsFilesInputs, OneInputOfSeveralMayStandTwice)
     EXPECT_EQ(link_target("papermill-in-2"), inputs[0]);
 }
 
-TEST_F(GsFilesInputs, AnyNamesAreStagedTogether)
+TEST_F(PapermillRunInputs, AnyNamesAreStagedTogether)
 {
     for (const std::string &name : hostile_names())
         inputs.push_back(users.write(name, whole_pdf));
@@ -387,7 +394,7 @@ TEST_F(GsFilesInputs, AnyNamesAreStagedTogether)
         EXPECT_EQ(link_target("papermill-in-" + std::to_string(i + 1)), inputs[i]);
 }
 
-TEST_F(GsFilesInputs, AllMustBeGood)
+TEST_F(PapermillRunInputs, AllMustBeGood)
 {
     make_inputs(2);
     inputs.push_back(users / "missing.pdf");
@@ -397,7 +404,7 @@ TEST_F(GsFilesInputs, AllMustBeGood)
     EXPECT_EQ(names_in(run), names{"tmp"});
 }
 
-TEST_F(GsFilesInputs, MessagesNameEachOfThem)
+TEST_F(PapermillRunInputs, MessagesNameEachOfThem)
 {
     make_inputs(12);
     ASSERT_EQ(stage_all().status, 0);
@@ -408,7 +415,7 @@ TEST_F(GsFilesInputs, MessagesNameEachOfThem)
                                       output + "\n");
 }
 
-TEST_F(GsFilesInputs, WhatHasNoHeadIsNoPdfFile)
+TEST_F(PapermillRunInputs, WhatHasNoHeadIsNoPdfFile)
 {
     const std::string message = users / "doc.pdf" + ": this is no PDF file.\n";
     expect_refused(stage_pdf("%!PS\nstartxref\n9\n%%EOF\n"), 66, message);
@@ -418,7 +425,7 @@ TEST_F(GsFilesInputs, WhatHasNoHeadIsNoPdfFile)
     EXPECT_EQ(stage_all("any").status, 0); // where anything is taken
 }
 
-TEST_F(GsFilesInputs, WhatHasNoEndIsADamagedPdfFile)
+TEST_F(PapermillRunInputs, WhatHasNoEndIsADamagedPdfFile)
 {
     const std::string message =
         users / "doc.pdf" + ": the PDF file is damaged: its end is missing.\n";
@@ -429,7 +436,7 @@ TEST_F(GsFilesInputs, WhatHasNoEndIsADamagedPdfFile)
     expect_refused(stage_pdf("%PDF-1.7\n" + std::string(9000, '\0')), 66, message);
 }
 
-TEST_F(GsFilesInputs, APdfFileMayHaveSomethingAroundIt)
+TEST_F(PapermillRunInputs, APdfFileMayHaveSomethingAroundIt)
 {
     for (const std::string &bytes :
          {whole_pdf, std::string(1019, ' ') + whole_pdf, "junk\n" + whole_pdf,
@@ -444,7 +451,7 @@ TEST_F(GsFilesInputs, APdfFileMayHaveSomethingAroundIt)
 
 // ---- settle ----
 
-TEST_F(GsFiles, AGoodResultIsPutIntoItsPlace)
+TEST_F(PapermillRun, AGoodResultIsPutIntoItsPlace)
 {
     after_tool(sound_pdf, "all is well\n");
     const program_result result = settle(0);
@@ -456,7 +463,7 @@ TEST_F(GsFiles, AGoodResultIsPutIntoItsPlace)
     EXPECT_EQ(read_file(capture), "all is well\n");
 }
 
-TEST_F(GsFiles, AnOlderFileIsReplacedAndItsPermissionsKept)
+TEST_F(PapermillRun, AnOlderFileIsReplacedAndItsPermissionsKept)
 {
     for (const mode_t mode : {0600U, 0644U, 0664U, 0755U}) {
         users.write("out.pdf", "older");
@@ -469,7 +476,7 @@ TEST_F(GsFiles, AnOlderFileIsReplacedAndItsPermissionsKept)
     }
 }
 
-TEST_F(GsFiles, ALinkIsWrittenThrough)
+TEST_F(PapermillRun, ALinkIsWrittenThrough)
 {
     users.make_folder("real");
     users.write("real/target.pdf", "older");
@@ -485,7 +492,7 @@ TEST_F(GsFiles, ALinkIsWrittenThrough)
     EXPECT_EQ(users.names(), (names{"in.ps", "middle.pdf", "out.pdf", "real"}));
 }
 
-TEST_F(GsFiles, ALinkToNothingYetGetsItsTarget)
+TEST_F(PapermillRun, ALinkToNothingYetGetsItsTarget)
 {
     users.make_folder("real");
     ASSERT_EQ(symlink("real/new.pdf", output.c_str()), 0);
@@ -495,7 +502,7 @@ TEST_F(GsFiles, ALinkToNothingYetGetsItsTarget)
     EXPECT_TRUE(std::filesystem::is_symlink(output));
 }
 
-TEST_F(GsFiles, ADeviceIsWrittenTo)
+TEST_F(PapermillRun, ADeviceIsWrittenTo)
 {
     output = "/dev/null";
     after_tool(sound_pdf);
@@ -505,7 +512,7 @@ TEST_F(GsFiles, ADeviceIsWrittenTo)
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }
 
-TEST_F(GsFiles, APipeGetsTheBytes)
+TEST_F(PapermillRun, APipeGetsTheBytes)
 {
     output = users / "fifo.pdf";
     ASSERT_EQ(mkfifo(output.c_str(), 0666), 0);
@@ -518,7 +525,7 @@ TEST_F(GsFiles, APipeGetsTheBytes)
     EXPECT_EQ(users.names(), (names{"fifo.pdf", "in.ps"}));
 }
 
-TEST_F(GsFiles, AFailedToolsResultIsThrownAway)
+TEST_F(PapermillRun, AFailedToolsResultIsThrownAway)
 {
     users.write("out.pdf", "older");
     for (const int status : {1, 2, 127, 137, 255}) {
@@ -541,7 +548,7 @@ struct tool_result {
 
 } // namespace
 
-TEST_F(GsFiles, WhatADocumentSaysOfErrorsIsNoError)
+TEST_F(PapermillRun, WhatADocumentSaysOfErrorsIsNoError)
 {
     after_tool(sound_pdf, "checking ioerror handling\n**** Error as a title\n");
     EXPECT_EQ(settle(0, "pdf").status, 0);
@@ -549,7 +556,7 @@ TEST_F(GsFiles, WhatADocumentSaysOfErrorsIsNoError)
     EXPECT_EQ(read_file(output), sound_pdf);
 }
 
-TEST_F(GsFiles, AnUnusableResultLeavesTheOlderFile)
+TEST_F(PapermillRun, AnUnusableResultLeavesTheOlderFile)
 {
     const std::string pixels(3 * 4 * 5, 'p');
     const tool_result bad[] = {
@@ -592,7 +599,7 @@ TEST_F(GsFiles, AnUnusableResultLeavesTheOlderFile)
     }
 }
 
-TEST_F(GsFiles, EveryKindOfResultIsTaken)
+TEST_F(PapermillRun, EveryKindOfResultIsTaken)
 {
     const tool_result good[] = {
         {"ps", "%!PS-Adobe-3.0\n%%EOF\n", ""},
@@ -612,7 +619,7 @@ TEST_F(GsFiles, EveryKindOfResultIsTaken)
     }
 }
 
-TEST_F(GsFiles, AMissingResultIsUnusable)
+TEST_F(PapermillRun, AMissingResultIsUnusable)
 {
     ASSERT_EQ(stage(input, output).status, 0);
     write_file(capture, "");
@@ -621,7 +628,7 @@ TEST_F(GsFiles, AMissingResultIsUnusable)
     EXPECT_EQ(users.names(), names{"in.ps"});
 }
 
-TEST_F(GsFiles, APictureIsMeasuredByItsHeader)
+TEST_F(PapermillRun, APictureIsMeasuredByItsHeader)
 {
     const std::string pixels(3 * 4 * 5, 'p');
     for (const std::string &header :
@@ -635,7 +642,7 @@ TEST_F(GsFiles, APictureIsMeasuredByItsHeader)
     }
 }
 
-TEST_F(GsFiles, ACancelledRunIsLeftAlone)
+TEST_F(PapermillRun, ACancelledRunIsLeftAlone)
 {
     users.write("out.pdf", "older");
     after_tool(sound_pdf, "said by papermill-in\n");
@@ -648,7 +655,7 @@ TEST_F(GsFiles, ACancelledRunIsLeftAlone)
     EXPECT_FALSE(file_exists(run));
 }
 
-TEST_F(GsFiles, MessagesNameTheUsersFiles)
+TEST_F(PapermillRun, MessagesNameTheUsersFiles)
 {
     after_tool(sound_pdf,
                "papermill-in: read\npapermill-out/result.pdf: written\n"
@@ -661,7 +668,7 @@ TEST_F(GsFiles, MessagesNameTheUsersFiles)
     EXPECT_EQ(temporary.names(), (names{"run.1", "worksheet"}));
 }
 
-TEST_F(GsFiles, MessagesNameTheFileThatACopyWasMadeOf)
+TEST_F(PapermillRun, MessagesNameTheFileThatACopyWasMadeOf)
 {
     after_tool(sound_pdf, "papermill-in: read\n");
     program_call prepared = call({"settle", "0", "pdf", capture, output, input});
@@ -670,7 +677,7 @@ TEST_F(GsFiles, MessagesNameTheFileThatACopyWasMadeOf)
     EXPECT_EQ(read_file(capture), "/home/user/figure.eps: read\n");
 }
 
-TEST_F(GsFiles, NamesInLongMessagesAreFoundWhereverTheyStand)
+TEST_F(PapermillRun, NamesInLongMessagesAreFoundWhereverTheyStand)
 {
     // Around the end of the window that is looked at, the name is cut at every place.
     for (std::size_t before = 65536 - 30; before <= 65536 + 2; ++before) {
@@ -682,7 +689,7 @@ TEST_F(GsFiles, NamesInLongMessagesAreFoundWhereverTheyStand)
     }
 }
 
-TEST_F(GsFiles, MessagesMayHoldAnything)
+TEST_F(PapermillRun, MessagesMayHoldAnything)
 {
     std::string bytes("\0\xFF papermill-\0in papermill-in\r\n", 30);
     write_file(capture, bytes);
@@ -691,7 +698,7 @@ TEST_F(GsFiles, MessagesMayHoldAnything)
     EXPECT_EQ(read_file(capture), bytes.replace(at, 12, input));
 }
 
-TEST_F(GsFiles, AFolderThatWasLockedMeanwhileIsTold)
+TEST_F(PapermillRun, AFolderThatWasLockedMeanwhileIsTold)
 {
     const std::string place = users.make_folder("place");
     output = place + "/out.pdf";
@@ -717,9 +724,9 @@ std::string page_tiff(char pixel)
            std::string("\x17\1\4\0\1\0\0\0\1\0\0\0", 12) + std::string(4, '\0');
 }
 
-class GsFilesPages : public GsFiles {
+class PapermillRunPages : public PapermillRun {
 protected:
-    GsFilesPages()
+    PapermillRunPages()
     {
         output = users / "page-%d.tiff";
     }
@@ -739,7 +746,7 @@ protected:
 
 } // namespace
 
-TEST_F(GsFilesPages, ArePutIntoTheirPlacesFromOneOn)
+TEST_F(PapermillRunPages, ArePutIntoTheirPlacesFromOneOn)
 {
     names pages(11, green);
     pages[0] = red;
@@ -754,7 +761,7 @@ TEST_F(GsFilesPages, ArePutIntoTheirPlacesFromOneOn)
     EXPECT_EQ(read_file(capture), "");
 }
 
-TEST_F(GsFilesPages, AreNumberedAtTheLastPlaceForIt)
+TEST_F(PapermillRunPages, AreNumberedAtTheLastPlaceForIt)
 {
     users.make_folder("%d");
     output = users / "%d/50%d of %s-%d-%dx.tiff";
@@ -763,7 +770,7 @@ TEST_F(GsFilesPages, AreNumberedAtTheLastPlaceForIt)
     EXPECT_EQ(names_in(users / "%d"), (names{"50%d of %s-%d-1x.tiff", "50%d of %s-%d-2x.tiff"}));
 }
 
-TEST_F(GsFilesPages, AreNotMovedUnlessAllAreSound)
+TEST_F(PapermillRunPages, AreNotMovedUnlessAllAreSound)
 {
     users.write("page-1.tiff", "older");
     after_pages({red, green, blue.substr(0, blue.size() - 8)});
@@ -773,7 +780,7 @@ TEST_F(GsFilesPages, AreNotMovedUnlessAllAreSound)
     EXPECT_EQ(users.names(), (names{"in.ps", "page-1.tiff"}));
 }
 
-TEST_F(GsFilesPages, AreNotMovedAfterAnError)
+TEST_F(PapermillRunPages, AreNotMovedAfterAnError)
 {
     after_pages({red});
     EXPECT_EQ(settle(1, "tiff").status, 1);
@@ -785,7 +792,7 @@ TEST_F(GsFilesPages, AreNotMovedAfterAnError)
     EXPECT_EQ(users.names(), names{"in.ps"});
 }
 
-TEST_F(GsFilesPages, AreMissingWhenThereIsNone)
+TEST_F(PapermillRunPages, AreMissingWhenThereIsNone)
 {
     after_pages({});
     EXPECT_EQ(settle(0, "tiff").status, 0);
@@ -793,7 +800,7 @@ TEST_F(GsFilesPages, AreMissingWhenThereIsNone)
     EXPECT_EQ(users.names(), names{"in.ps"});
 }
 
-TEST_F(GsFilesPages, AreWrittenThroughLinks)
+TEST_F(PapermillRunPages, AreWrittenThroughLinks)
 {
     users.make_folder("real");
     users.write("real/first.tiff", "older");
@@ -810,7 +817,7 @@ TEST_F(GsFilesPages, AreWrittenThroughLinks)
     EXPECT_EQ(read_file(users / "page-3.tiff"), blue);
 }
 
-TEST_F(GsFilesPages, ThatCannotBePutThereAreNamed)
+TEST_F(PapermillRunPages, ThatCannotBePutThereAreNamed)
 {
     users.make_folder("page-2.tiff");
     after_pages({red, green, blue});
@@ -821,7 +828,7 @@ TEST_F(GsFilesPages, ThatCannotBePutThereAreNamed)
     EXPECT_FALSE(file_exists(users / "page-3.tiff"));
 }
 
-TEST_F(GsFilesPages, AreNamedInMessages)
+TEST_F(PapermillRunPages, AreNamedInMessages)
 {
     after_pages({red});
     write_file(capture, "papermill-out/result-%d.tiff\n");
@@ -831,7 +838,7 @@ TEST_F(GsFilesPages, AreNamedInMessages)
 
 // ---- settle: boxes ----
 
-TEST_F(GsFiles, BoxesAreApartFromMessages)
+TEST_F(PapermillRun, BoxesAreApartFromMessages)
 {
     after_tool("a warning\n%%BoundingBox: 3010 3020 3110 3220\n", "said before\n", "bbox");
     EXPECT_EQ(settle(0, "bbox").status, 0);
@@ -840,7 +847,7 @@ TEST_F(GsFiles, BoxesAreApartFromMessages)
     EXPECT_EQ(read_file(capture), "said before\na warning\n");
 }
 
-TEST_F(GsFiles, WhatAFailedMeasurementSaidIsAMessage)
+TEST_F(PapermillRun, WhatAFailedMeasurementSaidIsAMessage)
 {
     after_tool("%%BoundingBox: 3010 3020 3110 3220\nGhostscript about papermill-in\n", "", "bbox");
     EXPECT_EQ(settle(1, "bbox").status, 1);
@@ -870,7 +877,7 @@ const std::string repaired_message =
 
 } // namespace
 
-TEST_F(GsFiles, TheCauseIsToldInClearWords)
+TEST_F(PapermillRun, TheCauseIsToldInClearWords)
 {
     const struct {
         std::string said;
@@ -897,7 +904,7 @@ TEST_F(GsFiles, TheCauseIsToldInClearWords)
     }
 }
 
-TEST_F(GsFiles, ARepairThatLedToNothingIsNotTold)
+TEST_F(PapermillRun, ARepairThatLedToNothingIsNotTold)
 {
     after_tool("", repaired);
     EXPECT_EQ(settle(0).status, 0);
@@ -908,7 +915,7 @@ TEST_F(GsFiles, ARepairThatLedToNothingIsNotTold)
     EXPECT_EQ(read_file(capture), repaired);
 }
 
-TEST_F(GsFiles, TheWorstCauseIsTold)
+TEST_F(PapermillRun, TheWorstCauseIsTold)
 {
     after_tool(sound_pdf, repaired + no_pages + locked + repaired + no_pages);
     settle(1);
@@ -917,7 +924,7 @@ TEST_F(GsFiles, TheWorstCauseIsTold)
     EXPECT_EQ(read_file(capture).find(repaired_message), std::string::npos);
 }
 
-TEST_F(GsFiles, ADocumentWithoutTextIsTold)
+TEST_F(PapermillRun, ADocumentWithoutTextIsTold)
 {
     after_tool("\n\f", "", "txt");
     EXPECT_EQ(settle(0, "txt").status, 0);
@@ -929,7 +936,7 @@ TEST_F(GsFiles, ADocumentWithoutTextIsTold)
     EXPECT_EQ(read_file(capture), "");
 }
 
-TEST_F(GsFiles, TheCauseNamesTheFileThatACopyWasMadeOf)
+TEST_F(PapermillRun, TheCauseNamesTheFileThatACopyWasMadeOf)
 {
     after_tool(sound_pdf, locked);
     program_call prepared = call({"settle", "1", "pdf", capture, output, input});
@@ -938,7 +945,7 @@ TEST_F(GsFiles, TheCauseNamesTheFileThatACopyWasMadeOf)
     EXPECT_EQ(read_file(capture), locked + "/home/user/figure.eps" + locked_message);
 }
 
-TEST_F(GsFilesInputs, TheFileThatIsToBlameIsNamed)
+TEST_F(PapermillRunInputs, TheFileThatIsToBlameIsNamed)
 {
     make_inputs(12);
     const auto announced = [](int number) {
@@ -974,36 +981,33 @@ TEST_F(GsFilesInputs, TheFileThatIsToBlameIsNamed)
     }
 }
 
-// ---- limit ----
+// ---- the tool ----
 
-TEST_F(GsFiles, NoFileBecomesLargerThanTheLimit)
+TEST_F(PapermillRun, NoFileBecomesLargerThanTheLimit)
 {
     ASSERT_EQ(stage(input, output).status, 0);
     const auto write_bytes = [&](int count) {
-        program_call limited =
-            call({"limit", "10", "confine", "dd", "if=/dev/zero", "status=none",
-                  "of=papermill-out/result", "bs=1", "count=" + std::to_string(count)});
-        limited.folder = run;
-        return run_program(limited);
+        return run_program(
+            call({"tool", "10", "dd", "if=/dev/zero", "status=none", "of=papermill-out/result",
+                  "bs=1", "count=" + std::to_string(count)}));
     };
     EXPECT_EQ(write_bytes(10240).status, 0);
     EXPECT_EQ(std::filesystem::file_size(run + "/papermill-out/result"), 10240U);
-    EXPECT_EQ(write_bytes(10241).signal, SIGXFSZ);
+    EXPECT_EQ(write_bytes(10241).status, 128 + SIGXFSZ);
     EXPECT_EQ(std::filesystem::file_size(run + "/papermill-out/result"), 10240U);
 }
 
-TEST_F(GsFiles, TheLimitDoesNotLiftAnother)
+TEST_F(PapermillRun, TheLimitDoesNotLiftAnother)
 {
-    program_call limited = call({"limit", "100", "confine", "sh", "-c", "ulimit -f"});
+    ASSERT_EQ(stage(input, output).status, 0);
+    program_call limited = call({"tool", "100", "sh", "-c", "ulimit -f"});
     EXPECT_EQ(run_program(limited).out, "200\n"); // in blocks of 512 bytes
     limited.arguments.insert(limited.arguments.begin(),
                              {"sh", "-c", "ulimit -S -f 10; exec \"$@\"", "sh"});
     EXPECT_EQ(run_program(limited).out, "10\n");
 }
 
-// ---- confine ----
-
-TEST_F(GsFiles, AConfinedToolWritesOnlyIntoItsOwnFolders)
+TEST_F(PapermillRun, AToolWritesOnlyIntoItsOwnFolders)
 {
     if (!kernel_confines())
         GTEST_SKIP() << "this system's kernel offers no protection";
@@ -1015,9 +1019,7 @@ TEST_F(GsFiles, AConfinedToolWritesOnlyIntoItsOwnFolders)
                               input + "'; rm '" + input + "'; ln -s x '" + users / "link" +
                               "'; mv '" + input + "' $TMPDIR/in; echo x > '" + output +
                               "'; echo x > " + temporary / "outside" + "; } 2>/dev/null; exit 7";
-    program_call confined = call({"confine", "sh", "-c", tries});
-    confined.folder = run;
-    const program_result result = run_program(confined);
+    const program_result result = run_program(call({"tool", "0", "sh", "-c", tries}));
     EXPECT_EQ(result.status, 7);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(read_file(run + "/tmp/folder/moved"), "x\n");
@@ -1028,19 +1030,29 @@ TEST_F(GsFiles, AConfinedToolWritesOnlyIntoItsOwnFolders)
     EXPECT_EQ(temporary.names(), names{"run.1"});
 }
 
-TEST_F(GsFiles, AConfinedToolKeepsItsOpenFilesItsInputAndItsStatus)
+TEST_F(PapermillRun, AToolReadsTheDocumentAndItsEndingIsTold)
 {
-    program_call confined = call({"confine", "sh", "-c", "cat; echo err >&2; kill -9 $$"});
-    confined.input = "from the pipe";
-    const program_result result = run_program(confined);
-    EXPECT_EQ(result.out, "from the pipe");
+    ASSERT_EQ(stage(input, output).status, 0);
+    const program_result result =
+        run_program(call({"tool", "0", "sh", "-c", "cat; echo err >&2; kill -9 $$"}));
+    EXPECT_EQ(result.out, "%!PS\n");
     EXPECT_EQ(result.err, "err\n");
-    EXPECT_EQ(result.signal, 9);
+    EXPECT_EQ(result.status, 128 + 9);
 }
 
-TEST_F(GsFiles, AToolThatIsNotThereIsTold)
+TEST_F(PapermillRun, AToolThatIsNotThereIsTold)
 {
-    const program_result result = run_program(call({"confine", "no-such-tool"}));
+    ASSERT_EQ(stage(input, output).status, 0);
+    const program_result result = run_program(call({"tool", "0", "no-such-tool"}));
     EXPECT_EQ(result.status, 127);
     EXPECT_EQ(result.err, "no-such-tool can't be started: No such file or directory.\n");
+}
+
+TEST_F(PapermillRun, ADocumentThatIsGoneIsTold)
+{
+    ASSERT_EQ(stage(input, output).status, 0);
+    std::filesystem::remove(input);
+    const program_result result = run_program(call({"tool", "0", "true"}));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "papermill-in: the file can't be read: No such file or directory.\n");
 }
