@@ -70,9 +70,11 @@ both 9 "merging with a page" "merge -o out.pdf page.pdf" pdf "" \
 both 9 "PDF to PostScript" pdf2ps pdf out.ps \
     "exec $gs -sDEVICE=ps2write -dPDFSTOPONERROR -sOutputFile=bare.ps -c save pop -f IN"
 both 9 "PDF to PostScript, pdftops" "pdf2ps --pdftops" pdf out.ps "exec pdftops IN bare.ps"
+# The conversion's own tools are three: it works on a copy.
 both 9 "PDF to DSC" pdf2dsc pdf out.dsc \
-    "exec $gs -q -dNODISPLAY -sPDFname=IN -sDSCname=bare.dsc --permit-file-read=IN \
-        --permit-file-write=bare.dsc pdf2dsc.ps -c quit"
+    "cp -f IN copy.pdf && $gs -q -dNODISPLAY -sPDFname=copy.pdf -sDSCname=bare.dsc \
+        --permit-file-read=copy.pdf --permit-file-write=bare.dsc pdf2dsc.ps -c quit &&
+        rm -f copy.pdf"
 both 9 "PostScript to text" ps2ascii ps out.txt \
     "$gs -q -sDEVICE=pdfwrite -sOutputFile=bare.pdf IN && exec pdftotext bare.pdf bare.txt"
 both 9 "PostScript to EPS" ps2eps ps "" "exec $gs -q -sDEVICE=bbox $large -c '$shift' -f IN 2> bare.bbox"
@@ -95,6 +97,24 @@ both 5 "PostScript to PICT" ps2pict ps "" \
 "$compare" -n 21 "EPS to PICT" "$papermill" eps2pict small.eps out.pict -- \
     sh -c "$gs -sDEVICE=ppmraw -r144 -g400x200 $smooth -sOutputFile=bare.pnm small.eps &&
         exec convert -density 144x144 bare.pnm bare.pict"
+# The same pixels, with two rendering threads and without: a page that is painted in bands.
+cat > curves.ps <<'EOF'
+%!PS
+/number {rand 1000 mod 1000 div} def
+1 srand
+300 {
+    number number number setrgbcolor
+    number 595 mul number 842 mul moveto
+    3 {number 595 mul number 842 mul} repeat curveto closepath fill
+} repeat
+showpage
+EOF
+for resolution in 300 600; do
+    bare="$gs -q -sDEVICE=ppmraw $smooth -r$resolution"
+    "$compare" -n 5 "two rendering threads against none, $resolution dpi" \
+        $bare -dNumRenderingThreads=2 -sOutputFile=two.pnm curves.ps -- \
+        $bare -sOutputFile=bare.pnm curves.ps
+done
 if command -v epstopdf > /dev/null; then
     "$compare" -n 21 "EPS to PDF against epstopdf" "$papermill" ps2pdf small.eps out.pdf -- \
         epstopdf --outfile=bare.pdf small.eps
