@@ -4,6 +4,7 @@
 #include "console/console_text.h"
 
 EventRecord gEvent;
+std::uint16_t myMask;
 
 namespace {
 

@@ -4,7 +4,8 @@
 
 #include "platform/events.h"
 
-extern EventRecord gEvent; // the record that WaitNextEvent fills; main_event
+extern EventRecord gEvent;   // the record that WaitNextEvent fills; main_event
+extern std::uint16_t myMask; // the events that the pump is turned for; install_handlers
 
 // One turn of the pump for the events of `mask`: true when an event was handled.
 Boolean main_event(std::uint16_t mask);

@@ -1,23 +1,127 @@
 // The desktop program.
 #include "app/globals.h"
 #include "app/startup.h"
+#include "console/console_io.h"
 #include "engine/dispatch.h"
 #include "platform/core/signals.h"
 #include "platform/events.h"
 #include "platform/processes.h"
 #include "platform/qt/application.h"
 #include "platform/resources.h"
+#include "settings/path_utils.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int wrong_usage = 2;
+
+const char usage[] =
+    "Usage: papermill-desktop [--background] [FILE...]\n"
+    "Shows the console window and converts each file to PDF, as if it were opened.\n"
+    "\n"
+    "  --background  Run tools as a program that is not in front does: without the wait sheet\n"
+    "  --version     Print the version and end\n"
+    "  --help        Show this help and end\n";
+
+struct request {
+    bool background = false;
+    std::vector<std::string> files; // absolute paths
+};
+
+// Takes one word of the call that begins with "-"; an option that ends the program ends it here.
+void take_option(const char *word, request *asked)
+{
+    if (std::strcmp(word, "--background") == 0) {
+        asked->background = true;
+        return;
+    }
+    if (std::strcmp(word, "--version") == 0) {
+        std::printf("papermill-desktop %s\n", PAPERMILL_VERSION);
+        std::exit(EXIT_SUCCESS);
+    }
+    if (std::strcmp(word, "--help") == 0) {
+        std::fputs(usage, stdout);
+        std::exit(EXIT_SUCCESS);
+    }
+    std::fprintf(stderr, "papermill-desktop: there is no option %s.\n%s", word, usage);
+    std::exit(wrong_usage);
+}
+
+void take_file(const char *word, request *asked)
+{
+    const std::string path = absolute_path(word);
+    if (path.empty()) {
+        std::fprintf(stderr, "papermill-desktop: the current folder is gone: %s.\n",
+                     std::strerror(errno));
+        std::exit(EXIT_FAILURE);
+    }
+    asked->files.push_back(path);
+}
+
+request parse(int argc, char **argv)
+{
+    request asked;
+    bool only_files = false;
+    for (int i = 1; i < argc; ++i) {
+        if (!only_files && std::strcmp(argv[i], "--") == 0)
+            only_files = true;
+        else if (!only_files && argv[i][0] == '-')
+            take_option(argv[i], &asked);
+        else
+            take_file(argv[i], &asked);
+    }
+    return asked;
+}
+
+// The end that the user, the end of the session or a signal asked for. What a run still has going
+// is ended on the way out.
+void quit()
+{
+    std::exit(EXIT_SUCCESS);
+}
+
+// The first turn of the loop: the files of the call, as if they had been opened.
+void open_files(EventLoopTimerRef timer, void *files)
+{
+    RemoveEventLoopTimer(timer);
+    numberOfJobs = 0;
+    for (const std::string &file : *static_cast<const std::vector<std::string> *>(files))
+        add_job(file.c_str());
+    doOpenDoc();
+}
+
+} // namespace
 
 int main(int argc, char **argv)
 {
+    platform::occupy_standard_files();
+    request asked = parse(argc, argv);
     platform::catch_signals();
+    platform::on_interrupt(quit);
+    platform::on_quit(quit);
     platform::prepare_for_tools();
-    platform::open_desktop(&argc, argv,
-                           "papermill-desktop: there is no display; in a terminal, use papermill.");
+    platform::set_front_process(!asked.background);
+    platform::open_desktop(
+        "papermill-desktop",
+        "papermill-desktop: no display can be reached; in a terminal, use papermill.");
     platform::open_application_resources();
     if (initial() == 0)
         return 0;
-    install_signal_handler();
+    // Registered last, so that it comes first: a run's processes end before its folder goes. It
+    // comes, too, when the display breaks down.
+    std::atexit(platform::kill_run_processes);
+    if (tmpPath[0] == 0)
+        text_printf("No folder for temporary files can be made, neither in $TMPDIR nor in /tmp. "
+                    "Nothing can be converted.\n");
+    install_handlers();
+    if (!asked.files.empty())
+        InstallEventLoopTimer(GetCurrentEventLoop(), 0.0, 1.0, open_files, &asked.files, nullptr);
     RunApplicationEventLoop();
     return 0;
 }

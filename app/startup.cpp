@@ -1,6 +1,8 @@
 #include "app/startup.h"
 
+#include "app/commands.h"
 #include "app/cursors.h"
+#include "app/event_pump.h"
 #include "app/globals.h"
 #include "console/console_io.h"
 #include "console/console_text.h"
@@ -11,6 +13,7 @@
 #include "platform/processes.h"
 #include "platform/resources.h"
 #include "platform/strings.h"
+#include "platform/windows.h"
 #include "settings/prefs_store.h"
 
 #include <csignal>
@@ -46,6 +49,7 @@ int initial()
     MoreMasters();
     CheckSystem();
     SetUpCursors();
+    SetDialogFont(0);
     GetFolders();
     getMachOCalls();
     check_config();
@@ -133,6 +137,14 @@ void mysighandler(int /*signal_number*/)
 void install_signal_handler()
 {
     platform::signal(SIGUSR1, mysighandler);
+}
+
+void install_handlers()
+{
+    install_signal_handler();
+    InstallEventHandler(GetApplicationEventTarget(), NewEventHandlerUPP(myAppHandler),
+                        application_event_count, applicationEvents, nullptr);
+    myMask = 0xFFFF;
 }
 
 void info()

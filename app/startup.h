@@ -20,6 +20,10 @@ void GetFolders(); // fills tmpPath, userPath, prefsPath and worksheet
 void mysighandler(int signal_number);
 void install_signal_handler();
 
+// What both programs install once initial() is done: the signal handler, the application's own
+// handler, the mask of events.
+void install_handlers();
+
 void info(); // shows the text resource named "Info"
 
 #endif

@@ -15,6 +15,7 @@
 #include "platform/core/atomic_file.h"
 #include "platform/processes.h"
 #include "platform/strings.h"
+#include "settings/path_utils.h"
 #include "settings/prefs_store.h"
 
 #include <algorithm>
@@ -55,33 +56,13 @@ bool has_folder(const std::vector<std::string> &words)
     return std::all_of(words.begin(), words.end(), is_absolute) || !current_folder().empty();
 }
 
-std::string with_slash(const std::string &folder)
-{
-    return folder == "/" ? folder : folder + "/";
-}
-
-// Without "." and ".." among its folders: outputs are named by cutting a path at its last dot.
-std::string absolute(const std::string &path)
-{
-    const std::string whole = is_absolute(path) ? path : with_slash(current_folder()) + path;
-    const std::size_t slash = whole.rfind('/');
-    std::string folder = whole.substr(0, slash + 1);
-    if (folder.find("/./") != std::string::npos || folder.find("/../") != std::string::npos) {
-        char *real = realpath(folder.c_str(), nullptr); // null: it will be told that it is missing
-        if (real != nullptr)
-            folder = with_slash(real);
-        std::free(real);
-    }
-    return folder + whole.substr(slash + 1);
-}
-
 int open_files(const cli_request &request)
 {
     if (!has_folder(request.words))
         return cli_failed;
     numberOfJobs = 0;
     for (const std::string &file : request.words)
-        add_job(absolute(file).c_str());
+        add_job(absolute_path(file).c_str());
     doOpenDoc();
     return outcome();
 }
@@ -92,7 +73,7 @@ int ps2pdf(const cli_request &request)
         return open_files(request);
     if (!has_folder(request.words))
         return cli_failed;
-    do_ps2pdf1(absolute(request.words[0]).c_str(), absolute(request.words[1]).c_str());
+    do_ps2pdf1(absolute_path(request.words[0]).c_str(), absolute_path(request.words[1]).c_str());
     return outcome();
 }
 
@@ -108,8 +89,9 @@ std::string option(const cli_request &request, const char *name)
 // Puts the call's files into in_file and out_file. Without OUT the output is named after the input.
 bool take_files(const cli_request &request, const char *extension)
 {
-    return has_folder(request.words) && take_path(in_file, absolute(request.words[0]).c_str()) &&
-           (request.words.size() > 1 ? take_path(out_file, absolute(request.words[1]).c_str())
+    return has_folder(request.words) &&
+           take_path(in_file, absolute_path(request.words[0]).c_str()) &&
+           (request.words.size() > 1 ? take_path(out_file, absolute_path(request.words[1]).c_str())
                                      : take_output(out_file, nullptr, in_file, extension));
 }
 
@@ -167,7 +149,7 @@ int eps2tiff(const cli_request &request)
 int ps2tiff(const cli_request &request)
 {
     if (has_folder(request.words))
-        do_ps2tiff(absolute(request.words[0]).c_str());
+        do_ps2tiff(absolute_path(request.words[0]).c_str());
     return outcome();
 }
 
@@ -188,7 +170,7 @@ int pdf2pict(const cli_request &request)
 int ps2pict(const cli_request &request)
 {
     if (has_folder(request.words))
-        do_ps2pict(absolute(request.words[0]).c_str(), nullptr);
+        do_ps2pict(absolute_path(request.words[0]).c_str(), nullptr);
     return outcome();
 }
 
@@ -267,7 +249,7 @@ int exec(const cli_request &request)
     const std::string given = option(request, "-C");
     if (!has_folder({given}))
         return cli_failed;
-    const std::string folder = given.empty() ? current_folder() : absolute(given);
+    const std::string folder = given.empty() ? current_folder() : absolute_path(given);
     if (!take_path(curr_dir, folder.c_str()))
         return cli_failed;
     // A list or a pipeline is one command for the helper script.

@@ -20,7 +20,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <map>
 #include <string>
 #include <sys/mman.h>
@@ -33,15 +32,6 @@ std::FILE *withheld; // what the console got in quiet mode, until it is known wh
 void withhold_text(const char *bytes, std::size_t size)
 {
     std::fwrite(bytes, 1, size, withheld);
-}
-
-// A closed standard file would be the next one that is opened, whatever for.
-void occupy_standard_files()
-{
-    for (const int file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(file, F_GETFD) < 0)
-            open("/dev/null", O_RDWR);
-    }
 }
 
 // Whether all that was printed has reached its file.
@@ -232,7 +222,7 @@ int parse(int argc, char **argv, parsed_call *call)
 
 int run_terminal_program(int argc, char **argv)
 {
-    occupy_standard_files();
+    platform::occupy_standard_files();
     parsed_call call;
     const int ended = parse(argc, argv, &call);
     if (ended >= 0)
@@ -258,7 +248,7 @@ int run_terminal_program(int argc, char **argv)
 
     platform::open_application_resources();
     initial();
-    install_signal_handler();
+    install_handlers();
     int status = cli_failed;
     if (call.command->shows_console && tmpPath[0] == 0)
         std::fputs(

@@ -74,6 +74,10 @@ std::string as_word(const char *s);
 // processes stay in sight; the environment that they get tells them who their application is.
 void prepare_for_tools();
 
+// Once, before any file is opened: a closed standard file would be the next one that is opened,
+// whatever for.
+void occupy_standard_files();
+
 // True: this process counts as the front process. Set once, before start-up.
 void set_front_process(bool front);
 

@@ -33,6 +33,10 @@ OSStatus CreateNibReference(const char *name, IBNibRef *nib);
 OSStatus CreateWindowFromNib(IBNibRef nib, const char *name, WindowRef *window);
 void DisposeNibReference(IBNibRef nib);
 
+// The font of the windows that are made from now on. 0, the desktop's interface font, is the one
+// that there is.
+void SetDialogFont(std::int16_t font);
+
 // The operations below take a null window and then do nothing.
 void SetWRefCon(WindowRef window, std::int32_t constant); // the number that tells windows apart
 std::int32_t GetWRefCon(WindowRef window);

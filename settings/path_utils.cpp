@@ -2,9 +2,17 @@
 
 #include "platform/strings.h"
 
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <strings.h>
+#include <unistd.h>
+
+static std::string with_slash(const std::string &folder)
+{
+    return folder == "/" ? folder : folder + "/";
+}
 
 char *mfgets(char *buffer, int size, std::FILE *stream)
 {
@@ -32,6 +40,26 @@ int has_extension(const char *path, const char *extension)
     if (path_length < length)
         return 0;
     return strncasecmp(path + path_length - length, extension, length) == 0 ? 1 : 0;
+}
+
+std::string absolute_path(const std::string &path)
+{
+    std::string whole = path;
+    if (path.empty() || path[0] != '/') {
+        char folder[PATH_MAX];
+        if (getcwd(folder, sizeof folder) == nullptr)
+            return "";
+        whole = with_slash(folder) + path;
+    }
+    const std::size_t slash = whole.rfind('/');
+    std::string folder = whole.substr(0, slash + 1);
+    if (folder.find("/./") != std::string::npos || folder.find("/../") != std::string::npos) {
+        char *real = realpath(folder.c_str(), nullptr); // null: it will be told that it is missing
+        if (real != nullptr)
+            folder = with_slash(real);
+        std::free(real);
+    }
+    return folder + whole.substr(slash + 1);
 }
 
 bool derive_output(const char *input, const char *extension, char *output, std::size_t size)

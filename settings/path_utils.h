@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 // Reads one line, at most size - 1 bytes: LF and CR both end one and are kept. Always ends with a
 // NUL. Returns the buffer; null when the file ends before any byte was read. A size of 1 takes
@@ -22,6 +23,11 @@ int has_extension(const char *path, const char *extension);
 // extension appended. False, and nothing written, when it does not fit. Input and output may be
 // the same buffer.
 bool derive_output(const char *input, const char *extension, char *output, std::size_t size);
+
+// The path as the root folder sees it, without "." and ".." among its folders: outputs are named by
+// cutting a path at its last dot. Empty, and errno tells why, when the path is a relative one and
+// the current folder is gone.
+std::string absolute_path(const std::string &path);
 
 // Gives the file that creator and type, keeping the rest of its Finder information. Returns the
 // File Manager's result.

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -108,6 +109,14 @@ void platform::prepare_for_tools()
     // tcsh refuses to start a script when it finds a colour of newer kinds of file in there.
     unsetenv("LS_COLORS");
     setenv("PAPERMILL_PID", std::to_string(getpid()).c_str(), 1);
+}
+
+void platform::occupy_standard_files()
+{
+    for (const int file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(file, F_GETFD) < 0)
+            open("/dev/null", O_RDWR);
+    }
 }
 
 void platform::set_front_process(bool front)

@@ -26,6 +26,10 @@ WindowRef NewCWindow(const Rect *bounds, ConstStringPtr title, Boolean visible)
 
 void DisposeWindow(WindowRef window)
 {
+    GrafPtr port = nullptr;
+    GetPort(&port);
+    if (port == GetWindowPort(window))
+        SetPort(nullptr);
     const auto end = std::remove_if(windows.begin(), windows.end(),
                                     [&](const auto &each) { return each.get() == window; });
     windows.erase(end, windows.end());
@@ -42,6 +46,8 @@ OSStatus CreateWindowFromNib(IBNibRef /*nib*/, const char * /*name*/, WindowRef 
 }
 
 void DisposeNibReference(IBNibRef /*nib*/) {}
+
+void SetDialogFont(std::int16_t /*font*/) {}
 
 void SetWRefCon(WindowRef window, std::int32_t constant)
 {

@@ -8,6 +8,7 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 namespace {
 
@@ -24,14 +25,39 @@ void complain_once(QtMsgType type, const QMessageLogContext & /*where*/, const Q
     std::_Exit(EXIT_FAILURE);
 }
 
+// Whoever asks Qt to end the program asks the program, which knows what is left to do.
+class quit_filter : public QObject {
+public:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (watched != qApp || event->type() != QEvent::Quit)
+            return false;
+        platform::ask_to_quit();
+        return true;
+    }
+};
+
+void tell_activation(Qt::ApplicationState state)
+{
+    const bool active = state == Qt::ApplicationActive;
+    OpaqueEvent event = {
+        kEventClassApplication, active ? kEventAppActivated : kEventAppDeactivated, {}};
+    if (platform::send_event(GetApplicationEventTarget(), &event) == eventNotHandledErr && active)
+        platform::show_hidden_windows();
+}
+
 } // namespace
 
-void platform::open_desktop(int *argc, char **argv, const char *complaint)
+void platform::open_desktop(const char *program, const char *complaint)
 {
+    // Qt keeps them, and takes from them what the program does not have: options.
+    static std::string name = program;
+    static char *argv[] = {name.data(), nullptr};
+    static int argc = 1;
     no_display = complaint;
     const QtMessageHandler usual = qInstallMessageHandler(complain_once);
     // It lives as long as the process: whoever ends that is called by the application itself.
-    static QApplication *const application = new QApplication(*argc, argv);
+    static QApplication *const application = new QApplication(argc, argv);
     qInstallMessageHandler(usual);
     std::setlocale(LC_NUMERIC, "C"); // Qt has taken the user's
 
@@ -39,7 +65,10 @@ void platform::open_desktop(int *argc, char **argv, const char *complaint)
     QObject::connect(application, &QGuiApplication::saveStateRequest, [](QSessionManager &session) {
         session.setRestartHint(QSessionManager::RestartNever);
     });
+    application->installEventFilter(new quit_filter);
+    QObject::connect(application, &QGuiApplication::applicationStateChanged, tell_activation);
     start_events();
+    start_keys();
 }
 
 void platform::on_quit(callback handler)

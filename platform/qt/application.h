@@ -6,12 +6,11 @@
 
 namespace platform {
 
-// Connects to the desktop. Where there is none, or none that answers, the process ends with status
-// 1 and the line `complaint` on standard error. Once, before any window is made. The arguments are
-// kept as long as the process lives.
-void open_desktop(int *argc, char **argv, const char *complaint);
+// Connects `program` to the desktop. Where there is none, or none that answers, the process ends
+// with status 1 and the line `complaint` on standard error. Once, before any window is made.
+void open_desktop(const char *program, const char *complaint);
 
-// Called when the user or the end of the session asks the program to end; it is to do so.
+// Called when the user (Ctrl+Q) or the end of the session asks the program to end; it is to do so.
 void on_quit(callback handler);
 
 } // namespace platform

@@ -24,12 +24,15 @@ struct modal_loop {
     QEventLoop turning;
 };
 
-std::list<modal_loop> loops; // those that turn, the innermost last
+// Those that turn, the innermost last. The list lives for ever: the process may end in one of them.
+std::list<modal_loop> &loops = *new std::list<modal_loop>;
 
 QTimer *timer_alarm; // goes off when the next timer is due
 
-// The loop of a wait in which nothing but painting happens; null: none waits.
+// The loop of a wait in which nothing but painting happens; null: none waits. What has come in
+// meanwhile is looked at afterwards.
 QEventLoop *painting;
+bool wake_put_off;
 
 constexpr int longest_alarm = 1000; // milliseconds
 
@@ -58,6 +61,7 @@ void on_wake()
 {
     platform::drain_signal_descriptor();
     if (painting != nullptr) {
+        wake_put_off = true;
         painting->quit();
         return;
     }
@@ -92,6 +96,12 @@ bool poll_painting(pollfd *descriptors, unsigned count, int milliseconds)
     painting = &loop;
     loop.exec(QEventLoop::ExcludeUserInputEvents);
     painting = outer;
+    if (painting == nullptr) {
+        set_alarm();
+        if (wake_put_off)
+            QTimer::singleShot(0, on_wake);
+        wake_put_off = false;
+    }
     return platform::plain_poll_or_signal(descriptors, count, 0);
 }
 

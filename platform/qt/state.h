@@ -19,6 +19,9 @@ struct OpaqueWindow {
     OpaqueEventTarget target;
     QWidget *content = nullptr; // the text: it gets the keys that no handler takes; null: none
     bool takes_typing = false;  // whether keys are typed into the text at present
+    bool hidden = false;        // by HideWindow
+    bool size_asked = false;    // its handlers have told its smallest size
+    QWidget *sheet = nullptr;   // that is attached to it at present
     GrafPort port = {};         // stands for the window where a port is asked for
 };
 
@@ -27,12 +30,16 @@ namespace platform {
 // The window whose widget this is or lies in; a sheet before the window that it is attached to.
 WindowRef window_of(const QWidget *widget);
 
-// Sends the event, which needs no parameters, to the window's handlers.
-OSStatus send_window_event(WindowRef window, OSType event_class, std::uint32_t kind);
-
 // Connects the event loop to the application: timers, signals, keys, activation. Once, when there
 // is a QApplication.
 void start_events();
+
+// Sees to it that keys reach the handlers before anything else. Once, like start_events().
+void start_keys();
+
+// Shows the windows of the program's own that were hidden: what an application does that comes to
+// the front.
+void show_hidden_windows();
 
 // Tells whoever asked for it (on_quit) that the program is to end.
 void ask_to_quit();

@@ -1,5 +1,6 @@
 #include "platform/windows.h"
 
+#include "platform/qt/sheet.h"
 #include "platform/qt/state.h"
 #include "platform/resources.h"
 
@@ -8,6 +9,9 @@
 #include <QCloseEvent>
 #include <QFile>
 #include <QFrame>
+#include <QKeyEvent>
+#include <QPushButton>
+#include <QShortcut>
 #include <QUiLoader>
 #include <QVBoxLayout>
 
@@ -28,42 +32,89 @@ class window_face : public QFrame {
 public:
     explicit window_face(WindowRef own) : window(own) {}
 
+    // The window has been disposed of; its widgets go a little later.
+    void forget_window()
+    {
+        window = nullptr;
+    }
+
 protected:
     void closeEvent(QCloseEvent *event) override
     {
         event->ignore(); // it is the handlers' to hide it
-        platform::send_window_event(window, kEventClassWindow, kEventWindowClose);
+        tell(kEventWindowClose);
     }
 
     void changeEvent(QEvent *event) override
     {
         QFrame::changeEvent(event);
         if (event->type() == QEvent::ActivationChange && isWindow())
-            platform::send_window_event(window, kEventClassWindow,
-                                        isActiveWindow() ? kEventWindowActivated
-                                                         : kEventWindowDeactivated);
+            tell(isActiveWindow() ? kEventWindowActivated : kEventWindowDeactivated);
     }
 
     void resizeEvent(QResizeEvent *event) override
     {
         QFrame::resizeEvent(event);
-        platform::send_window_event(window, kEventClassWindow, kEventWindowBoundsChanged);
+        tell(kEventWindowBoundsChanged);
     }
 
     void moveEvent(QMoveEvent *event) override
     {
         QFrame::moveEvent(event);
-        platform::send_window_event(window, kEventClassWindow, kEventWindowBoundsChanged);
+        tell(kEventWindowBoundsChanged);
     }
 
     void paintEvent(QPaintEvent *event) override
     {
         QFrame::paintEvent(event);
-        platform::send_window_event(window, kEventClassWindow, kEventWindowUpdate);
+        tell(kEventWindowUpdate);
+    }
+
+    // Return presses the button that has the keyboard, or else the default one.
+    void keyPressEvent(QKeyEvent *event) override
+    {
+        event->ignore();
+        if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter)
+            return;
+        QPushButton *pressed = nullptr;
+        for (QPushButton *button : findChildren<QPushButton *>()) {
+            if (button->hasFocus() || (pressed == nullptr && button->isDefault()))
+                pressed = button;
+        }
+        if (pressed != nullptr) {
+            event->accept();
+            pressed->click();
+        }
+    }
+
+    // Within a sheet, the focus stays there.
+    bool focusNextPrevChild(bool next) override
+    {
+        if (isWindow())
+            return QFrame::focusNextPrevChild(next);
+        QWidget *const from = focusWidget();
+        for (QWidget *to = from; to != nullptr;) {
+            to = next ? to->nextInFocusChain() : to->previousInFocusChain();
+            const bool stops = (to->focusPolicy() & Qt::TabFocus) == Qt::TabFocus &&
+                               to->isVisible() && to->isEnabled() && isAncestorOf(to);
+            if (stops)
+                to->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+            if (stops || to == from)
+                break;
+        }
+        return true;
     }
 
 private:
-    const WindowRef window;
+    void tell(std::uint32_t kind)
+    {
+        if (window == nullptr)
+            return;
+        OpaqueEvent event = {kEventClassWindow, kind, {}};
+        platform::send_event(&window->target, &event);
+    }
+
+    WindowRef window;
 };
 
 WindowRef make_window(std::int16_t kind)
@@ -78,16 +129,24 @@ WindowRef make_window(std::int16_t kind)
 void watch_buttons(WindowRef window)
 {
     for (QAbstractButton *button : window->widget->findChildren<QAbstractButton *>()) {
-        QObject::connect(button, &QAbstractButton::clicked, [window, button] {
+        QObject::connect(button, &QAbstractButton::clicked, [button] {
             QWidget *const control = button;
             OpaqueEvent event = {kEventClassControl, kEventControlHit, {}};
             SetEventParameter(&event, kEventParamDirectObject, sizeof control, &control);
-            platform::send_event(&window->target, &event);
+            platform::send_event(GetWindowEventTarget(platform::window_of(button)), &event);
         });
     }
 }
 
 } // namespace
+
+void platform::show_hidden_windows()
+{
+    for (OpaqueWindow &window : windows) {
+        if (window.hidden && window.kind == userKind && window.widget->isWindow())
+            ShowWindow(&window);
+    }
+}
 
 WindowRef platform::window_of(const QWidget *widget)
 {
@@ -100,12 +159,6 @@ WindowRef platform::window_of(const QWidget *widget)
     return nullptr;
 }
 
-OSStatus platform::send_window_event(WindowRef window, OSType event_class, std::uint32_t kind)
-{
-    OpaqueEvent event = {event_class, kind, {}};
-    return send_event(&window->target, &event);
-}
-
 WindowRef NewCWindow(const Rect *bounds, ConstStringPtr title, Boolean visible)
 {
     WindowRef window = make_window(userKind);
@@ -113,6 +166,9 @@ WindowRef NewCWindow(const Rect *bounds, ConstStringPtr title, Boolean visible)
     window->widget->setWindowTitle(QString::fromUtf8(name, title[0]));
     window->widget->setGeometry(bounds->left, bounds->top, bounds->right - bounds->left,
                                 bounds->bottom - bounds->top);
+    auto *quit = new QShortcut(Qt::CTRL | Qt::Key_Q, window->widget);
+    quit->setContext(Qt::ApplicationShortcut);
+    QObject::connect(quit, &QShortcut::activated, platform::ask_to_quit);
     if (visible)
         ShowWindow(window);
     return window;
@@ -122,7 +178,12 @@ void DisposeWindow(WindowRef window)
 {
     if (window == nullptr)
         return;
-    window->widget->hide();
+    HideSheetWindow(window);
+    GrafPtr port = nullptr;
+    GetPort(&port);
+    if (port == &window->port)
+        SetPort(nullptr);
+    static_cast<window_face *>(window->widget)->forget_window();
     window->widget->deleteLater(); // it may be the one whose button was pressed
     windows.remove_if([&](const auto &each) { return &each == window; });
 }
@@ -147,8 +208,10 @@ OSStatus CreateWindowFromNib(IBNibRef nib, const char *name, WindowRef *window)
     QWidget *const controls = loader.load(&file);
     if (controls == nullptr)
         return fnfErr;
-    *window = make_window(userKind);
+    *window = make_window(dialogKind);
     QWidget *const face = (*window)->widget;
+    face->setWindowFlag(Qt::Dialog);
+    face->setWindowModality(Qt::ApplicationModal);
     face->setWindowTitle(controls->windowTitle());
     auto *layout = new QVBoxLayout(face);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -161,6 +224,9 @@ void DisposeNibReference(IBNibRef nib)
 {
     delete nib;
 }
+
+// Widgets have the desktop's font of themselves.
+void SetDialogFont(std::int16_t /*font*/) {}
 
 void SetWRefCon(WindowRef window, std::int32_t constant)
 {
@@ -192,25 +258,29 @@ void ShowWindow(WindowRef window)
         return;
     OpaqueEvent question = {kEventClassWindow, kEventWindowGetMinimumSize, {}};
     Point smallest = {};
-    if (platform::send_event(&window->target, &question) == noErr &&
+    if (!window->size_asked && platform::send_event(&window->target, &question) == noErr &&
         GetEventParameter(&question, kEventParamDimensions, sizeof smallest, &smallest) == noErr)
         window->widget->setMinimumSize(smallest.h, smallest.v);
+    window->size_asked = true;
+    window->hidden = false;
     window->widget->show();
 }
 
 void HideWindow(WindowRef window)
 {
-    if (window != nullptr)
-        window->widget->hide();
+    if (window == nullptr)
+        return;
+    window->hidden = true;
+    window->widget->hide();
 }
 
 OSStatus ShowSheetWindow(WindowRef sheet, WindowRef parent)
 {
-    if (sheet == nullptr)
+    if (sheet == nullptr || parent == nullptr)
         return paramErr;
-    if (parent != nullptr)
-        sheet->widget->setParent(parent->widget);
-    ShowWindow(sheet);
+    sheet->widget->setWindowModality(Qt::NonModal); // it lies in its window
+    parent->sheet = sheet->widget;
+    platform::attach_sheet(static_cast<QFrame *>(sheet->widget), parent->widget);
     return noErr;
 }
 
@@ -218,7 +288,10 @@ OSStatus HideSheetWindow(WindowRef sheet)
 {
     if (sheet == nullptr)
         return paramErr;
-    HideWindow(sheet);
+    WindowRef parent = platform::window_of(sheet->widget->parentWidget());
+    if (parent != nullptr)
+        parent->sheet = nullptr;
+    platform::detach_sheet(static_cast<QFrame *>(sheet->widget));
     return noErr;
 }
 

@@ -9,6 +9,6 @@ int main(int argc, char **argv)
 {
     ::testing::InitGoogleTest(&argc, argv);
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    platform::open_desktop(&argc, argv, "The tests need Qt's offscreen platform.");
+    platform::open_desktop("desktop_tests", "The tests need Qt's offscreen platform.");
     return RUN_ALL_TESTS();
 }

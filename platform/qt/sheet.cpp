@@ -1,0 +1,110 @@
+#include "platform/qt/sheet.h"
+
+#include <QEvent>
+#include <QLayout>
+#include <QPushButton>
+
+#include <algorithm>
+
+namespace {
+
+// Keeps a sheet in its place while it is shown. One for each sheet, which owns it.
+class sheet_keeper : public QObject {
+public:
+    explicit sheet_keeper(QFrame *own) : QObject(own), sheet(own)
+    {
+        sheet->installEventFilter(this);
+    }
+
+    void attach(QWidget *to)
+    {
+        window = to;
+        window->installEventFilter(this);
+        smallest_before = window->minimumSize();
+        size_before = window->size();
+        forced = QSize(0, 0);
+        place();
+    }
+
+    void detach()
+    {
+        if (window == nullptr)
+            return;
+        window->removeEventFilter(this);
+        const QSize size = window->size();
+        window->setMinimumSize(smallest_before);
+        window->setContentsMargins(0, 0, 0, 0);
+        // It shrinks where it had to grow; a user who has made it larger still wants it so.
+        window->resize(size.width() <= forced.width() ? size_before.width() : size.width(),
+                       size.height() <= forced.height() ? size_before.height() : size.height());
+        window = nullptr;
+    }
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        const bool resized = watched == window && event->type() == QEvent::Resize;
+        const bool changed = watched == sheet && event->type() == QEvent::LayoutRequest;
+        if (window != nullptr && (resized || changed))
+            place();
+        return false;
+    }
+
+private:
+    void place()
+    {
+        const int least = sheet->minimumSizeHint().width();
+        const int width = std::max(least, window->width());
+        const int height = sheet->layout()->hasHeightForWidth()
+                               ? sheet->layout()->heightForWidth(width)
+                               : sheet->sizeHint().height();
+        const QSize smallest(std::max(least, smallest_before.width()),
+                             height + std::max(kept_below, smallest_before.height()));
+        if (smallest.width() > size_before.width())
+            forced.setWidth(std::max(forced.width(), smallest.width()));
+        if (smallest.height() > size_before.height())
+            forced.setHeight(std::max(forced.height(), smallest.height()));
+        window->setMinimumSize(smallest);
+        window->setContentsMargins(0, height, 0, 0);
+        sheet->setGeometry(0, 0, width, height);
+    }
+
+    static constexpr int kept_below = 80; // pixels: some lines of what is in the window
+
+    QFrame *const sheet;
+    QWidget *window = nullptr;
+    QSize smallest_before, size_before; // the window's
+    QSize forced;                       // the largest one that the sheet has made it
+};
+
+sheet_keeper *keeper_of(QFrame *sheet)
+{
+    for (QObject *child : sheet->children()) {
+        if (auto *keeper = dynamic_cast<sheet_keeper *>(child))
+            return keeper;
+    }
+    return new sheet_keeper(sheet);
+}
+
+} // namespace
+
+void platform::attach_sheet(QFrame *sheet, QWidget *window)
+{
+    sheet->setParent(window);
+    sheet->setAutoFillBackground(true);
+    sheet->setFrameShape(QFrame::StyledPanel);
+    keeper_of(sheet)->attach(window);
+    sheet->show();
+    sheet->raise();
+    for (auto *button : sheet->findChildren<QPushButton *>()) {
+        if (button->isDefault())
+            button->setFocus();
+    }
+}
+
+void platform::detach_sheet(QFrame *sheet)
+{
+    sheet->hide();
+    keeper_of(sheet)->detach();
+    if (sheet->parentWidget() != nullptr)
+        sheet->parentWidget()->setFocus(); // its text, where it has one
+}

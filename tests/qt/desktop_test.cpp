@@ -1,0 +1,124 @@
+#include "tests/qt/desktop_test.h"
+
+#include "app/globals.h"
+#include "app/startup.h"
+#include "console/console_io.h"
+#include "console/console_text.h"
+#include "platform/core/signals.h"
+#include "platform/events.h"
+#include "platform/processes.h"
+#include "platform/qt/state.h"
+
+#include <QApplication>
+#include <QTest>
+#include <QWindow>
+
+#include <csignal>
+#include <cstdlib>
+#include <sstream>
+#include <sys/wait.h>
+
+desktop_test::desktop_test()
+{
+    setenv("HOME", home.path().c_str(), 1);
+    unsetenv("XDG_CONFIG_HOME");
+    inScript = 0;
+    inRun = 0;
+    userCancel = 0;
+    interrupted = 0;
+    failed_conversions = 0;
+    platform::catch_signals();
+    platform::prepare_for_tools();
+    initial();
+    install_handlers();
+    ClearTextWindow(); // of what a first start says
+}
+
+// Ends every process that the test has left.
+static void end_children()
+{
+    const std::string list = "/proc/self/task/" + std::to_string(getpid()) + "/children";
+    do {
+        std::istringstream children(read_file(list));
+        for (pid_t child = 0; children >> child;)
+            kill(child, SIGKILL);
+    } while (waitpid(-1, nullptr, 0) > 0);
+}
+
+desktop_test::~desktop_test()
+{
+    end_children();
+    platform::on_processes_gone(nullptr);
+    platform::on_interrupt(nullptr);
+    TXNDeleteObject(text);
+    text = nullptr;
+    DisposeWindow(theConsole);
+    theConsole = nullptr;
+}
+
+void desktop_test::wait_for_focus()
+{
+    EXPECT_TRUE(QTest::qWaitForWindowActive(theConsole->widget));
+    EXPECT_TRUE(QTest::qWaitFor([] { return QApplication::focusWidget() != nullptr; }));
+}
+
+std::string desktop_test::shown()
+{
+    return theConsole->content->property("plainText").toString().toStdString();
+}
+
+static void send_click(int key, Qt::KeyboardModifiers modifiers, const QString &character)
+{
+    QWindow *const window = QApplication::activeWindow()->windowHandle();
+    for (const auto action : {QTest::Press, QTest::Release})
+        QTest::sendKeyEvent(action, window, static_cast<Qt::Key>(key), character, modifiers);
+}
+
+void desktop_test::press(int key, Qt::KeyboardModifiers modifiers)
+{
+    QString character;
+    if (key >= Qt::Key_Space && key <= Qt::Key_Z) {
+        character = QChar(key);
+        if ((modifiers & Qt::ShiftModifier) == 0)
+            character = character.toLower();
+    }
+    send_click(key, modifiers, character);
+}
+
+void desktop_test::type(const QString &character)
+{
+    send_click(Qt::Key_unknown, Qt::NoModifier, character);
+}
+
+void desktop_test::during_the_wait(void (*action)())
+{
+    static void (*wanted)();
+    static EventLoopTimerRef timer;
+    wanted = action;
+    InstallEventLoopTimer(
+        GetCurrentEventLoop(), 0.0, 3600.0,
+        [](EventLoopTimerRef own, void *) {
+            RemoveEventLoopTimer(own);
+            wanted();
+        },
+        nullptr, &timer);
+}
+
+WindowRef make_test_window()
+{
+    IBNibRef nib = nullptr;
+    WindowRef window = nullptr;
+    EXPECT_EQ(CreateNibReference("test", &nib), noErr);
+    EXPECT_EQ(CreateWindowFromNib(nib, "window", &window), noErr);
+    DisposeNibReference(nib);
+    return window;
+}
+
+QWidget *control_of(WindowRef window, int id)
+{
+    for (QWidget *widget : window->widget->findChildren<QWidget *>()) {
+        if (widget->property("controlID").toInt() == id)
+            return widget;
+    }
+    return nullptr;
+}
