@@ -203,6 +203,11 @@ bool running_program::wait_for_output(const std::string &text)
     return true;
 }
 
+const std::string &running_program::output() const
+{
+    return result.out;
+}
+
 program_result running_program::finish()
 {
     int status = 0;

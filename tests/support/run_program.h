@@ -41,6 +41,7 @@ public:
     pid_t pid() const;
     void send_signal(int number) const;            // to the program alone
     bool wait_for_output(const std::string &text); // false when it ends, or its time, without it
+    const std::string &output() const;             // what has been waited for so far
     program_result finish(); // waits until it has ended and its output is closed; once
 
 private:

@@ -1,0 +1,135 @@
+// The window as a user meets it: real keys, a window manager, a display that dies.
+#include "tests/desktop/screen.h"
+#include "tests/support/eventually.h"
+#include "tests/support/terminal_user.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/stat.h>
+
+namespace {
+
+using strings = std::vector<std::string>;
+
+class Window : public ::testing::Test {
+protected:
+    Window()
+    {
+        user.environment["DISPLAY"] = desk.display();
+        for (const char *variable : {"WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "SESSION_MANAGER"})
+            user.environment[variable] = std::nullopt;
+        const std::string runtime = user.elsewhere("runtime");
+        EXPECT_EQ(mkdir(runtime.c_str(), 0700), 0);
+        user.environment["XDG_RUNTIME_DIR"] = runtime;
+    }
+
+    void start(const strings &words)
+    {
+        program_call call = user.call(words);
+        call.arguments[0] = PAPERMILL_BUNDLE "/Linux/papermill-desktop";
+        program = std::make_unique<running_program>(call);
+        console = desk.wait_for_window("papermill-desktop");
+        ASSERT_NE(console, "");
+        ASSERT_TRUE(desk.wait_for_focus(console));
+    }
+
+    bool wait_for(const std::string &tool) const
+    {
+        return eventually([&] { return !user.processes(tool).empty(); });
+    }
+
+    bool wait_for_end_of(const std::string &tool) const
+    {
+        return eventually([&] { return user.processes(tool).empty(); });
+    }
+
+    void end_with_quit()
+    {
+        desk.press("ctrl+q");
+        const program_result result = program->finish();
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(user.leftovers(), strings());
+    }
+
+    screen desk;
+    terminal_user user;
+    std::unique_ptr<running_program> program;
+    std::string console; // the window's number
+};
+
+// A page that takes so many milliseconds.
+std::string slow_ps(int milliseconds)
+{
+    return "%!PS\nrealtime " + std::to_string(milliseconds) +
+           " add { dup realtime lt { exit } if } loop pop\n0 0 50 50 rectfill showpage\n";
+}
+
+} // namespace
+
+TEST_F(Window, OpensAndQuits)
+{
+    start({});
+    end_with_quit();
+}
+
+TEST_F(Window, AKeyCancelsTheRunAndChordsDoNot)
+{
+    user.write("endless.ps", endless_ps());
+    start({"endless.ps"});
+    ASSERT_TRUE(wait_for("gs"));
+    desk.press("Shift_L");
+    desk.press("ctrl+c");
+    desk.press("alt+x");
+    desk.press("super+y");
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_FALSE(user.processes("gs").empty());
+    desk.press("x");
+    EXPECT_TRUE(wait_for_end_of("gs"));
+    EXPECT_FALSE(user.has("endless.pdf"));
+    end_with_quit();
+}
+
+TEST_F(Window, QuittingEndsTheRun)
+{
+    user.write("endless.ps", endless_ps());
+    start({"endless.ps"});
+    ASSERT_TRUE(wait_for("gs"));
+    end_with_quit();
+    EXPECT_EQ(user.names(), strings{"endless.ps"});
+}
+
+TEST_F(Window, ADisplayThatDiesLeavesNothingBehind)
+{
+    user.set("TIFFFORMAT", "7");
+    user.write("endless.ps", endless_ps());
+    start({"endless.ps"});
+    ASSERT_TRUE(wait_for("gs"));
+    desk.crash();
+    const program_result result = program->finish();
+    EXPECT_EQ(result.signal, 0) << result.err;
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_EQ(user.leftovers(), strings());
+    EXPECT_EQ(user.names(), strings{"endless.ps"});
+    EXPECT_EQ(user.papermill({"settings", "get", "TIFFFORMAT"}).out, "7\n");
+}
+
+// In the background the tools run without a sheet, and the window takes no keys meanwhile.
+TEST_F(Window, TheBackgroundFollowsTheWindowThatHasTheKeyboard)
+{
+    user.write("first.ps", slow_ps(3000));
+    user.write("second.ps", slow_ps(3000));
+    start({"first.ps", "second.ps"});
+    ASSERT_TRUE(wait_for("gs"));
+    const running_program another({{"xev", "-name", "another"}, {{"DISPLAY", desk.display()}}});
+    const std::string other = desk.wait_for_window("another");
+    ASSERT_TRUE(desk.wait_for_focus(other));
+    ASSERT_FALSE(user.has("first.pdf"));
+    ASSERT_TRUE(eventually([&] { return user.has("first.pdf"); }));
+    ASSERT_TRUE(wait_for("gs"));
+    desk.xdotool({"windowactivate", "--sync", console});
+    ASSERT_TRUE(desk.wait_for_focus(console));
+    desk.press("x");
+    EXPECT_TRUE(eventually([&] { return user.has("second.pdf"); }));
+    end_with_quit();
+}
