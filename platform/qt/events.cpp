@@ -91,7 +91,9 @@ bool poll_painting(pollfd *descriptors, unsigned count, int milliseconds)
         QObject::connect(notifiers.back().get(), &QSocketNotifier::activated, &loop,
                          &QEventLoop::quit);
     }
-    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    QTimer over;
+    QObject::connect(&over, &QTimer::timeout, &loop, &QEventLoop::quit);
+    over.start(milliseconds);
     QEventLoop *const outer = painting;
     painting = &loop;
     loop.exec(QEventLoop::ExcludeUserInputEvents);
@@ -99,7 +101,7 @@ bool poll_painting(pollfd *descriptors, unsigned count, int milliseconds)
     if (painting == nullptr) {
         set_alarm();
         if (wake_put_off)
-            QTimer::singleShot(0, on_wake);
+            QMetaObject::invokeMethod(qApp, on_wake, Qt::QueuedConnection);
         wake_put_off = false;
     }
     return platform::plain_poll_or_signal(descriptors, count, 0);

@@ -132,7 +132,7 @@ void watch_buttons(WindowRef window)
         QObject::connect(button, &QAbstractButton::clicked, [button] {
             QWidget *const control = button;
             OpaqueEvent event = {kEventClassControl, kEventControlHit, {}};
-            SetEventParameter(&event, kEventParamDirectObject, sizeof control, &control);
+            SetEventParameter(&event, kEventParamDirectObject, sizeof(void *), &control);
             platform::send_event(GetWindowEventTarget(platform::window_of(button)), &event);
         });
     }
