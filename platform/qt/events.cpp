@@ -28,6 +28,7 @@ struct modal_loop {
 std::list<modal_loop> &loops = *new std::list<modal_loop>;
 
 QTimer *timer_alarm; // goes off when the next timer is due
+QTimer *late_look;   // goes off at once, for a wake that was put off
 
 // The loop of a wait in which nothing but painting happens; null: none waits. What has come in
 // meanwhile is looked at afterwards.
@@ -101,7 +102,7 @@ bool poll_painting(pollfd *descriptors, unsigned count, int milliseconds)
     if (painting == nullptr) {
         set_alarm();
         if (wake_put_off)
-            QMetaObject::invokeMethod(qApp, on_wake, Qt::QueuedConnection);
+            late_look->start();
         wake_put_off = false;
     }
     return platform::plain_poll_or_signal(descriptors, count, 0);
@@ -115,6 +116,9 @@ void platform::start_events()
     timer_alarm->setSingleShot(true);
     timer_alarm->setTimerType(Qt::PreciseTimer);
     QObject::connect(timer_alarm, &QTimer::timeout, on_alarm);
+    late_look = new QTimer(qApp);
+    late_look->setSingleShot(true);
+    QObject::connect(late_look, &QTimer::timeout, on_wake);
     on_timers_changed(set_alarm);
     auto *notifier = new QSocketNotifier(signal_descriptor(), QSocketNotifier::Read, qApp);
     QObject::connect(notifier, &QSocketNotifier::activated, on_wake);
