@@ -65,6 +65,10 @@ OSErr PBMakeFSRefSync(FSRefParam *parameters);
 OSErr FSpGetFInfo(const FSSpec *spec, FInfo *info);
 OSErr FSpSetFInfo(const FSSpec *spec, const FInfo *info);
 
+// Makes an empty file of that creator and type; `script` is of no consequence. dupFNErr when there
+// is something of that name.
+OSErr FSpCreate(const FSSpec *spec, OSType creator, OSType type, std::int16_t script);
+
 // ---- data forks ----
 
 using FSIORefNum = std::int16_t; // an open data fork

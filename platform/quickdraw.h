@@ -23,30 +23,54 @@ CursHandle GetCursor(std::int16_t id);    // a system cursor; 1 is the I-beam; n
 Cursor *GetQDGlobalsArrow(Cursor *arrow); // fills *arrow with the arrow and returns it
 void SetCursor(const Cursor *cursor);     // shows it
 
-// ---- rectangles and ports ----
+// ---- numbers, rectangles and regions ----
 
-Boolean EmptyRect(const Rect *rect); // 1: it encloses no point
+using Fixed = std::int32_t; // a number with 16 bits of fraction
+
+// The number as a Fixed; the nearest one there is where it has more than 16 bits.
+Fixed Long2Fix(std::int32_t number);
+
+void SetRect(Rect *rect, std::int16_t left, std::int16_t top, std::int16_t right,
+             std::int16_t bottom);
+Boolean EmptyRect(const Rect *rect);               // 1: it encloses no point
+Boolean PtInRect(Point point, const Rect *rect);   // right and bottom edge lie outside
+Boolean SectRect(const Rect *a, const Rect *b, Rect *both); // 0, and *both empty, when they are
+                                                            // apart; *both may be one of them
+
+// A region is a rectangle here. The caller owns what NewRgn makes.
+struct Region {
+    Rect bounds;
+};
+using RgnHandle = Region **;
+RgnHandle NewRgn(); // an empty one
+void SetRectRgn(RgnHandle region, std::int16_t left, std::int16_t top, std::int16_t right,
+                std::int16_t bottom);
+
+// ---- ports ----
 
 // Pixels in memory, or, in the port that the program has before any other, none.
 struct PixMap;
 using PixMapHandle = PixMap **;
 
-// What is drawn into.
+// Classic colours.
+enum : std::int32_t { whiteColor = 30, blackColor = 33 };
+
+// What is drawn into. A window's port has no pixels that anybody could draw.
 struct GrafPort {
-    PixMap *portPixMap;   // its pixels
-    Rect clip;            // nothing is drawn outside of it
-    std::int32_t fgColor; // the colour numbers of ForeColor and BackColor
-    std::int32_t bkColor;
+    PixMap *portPixMap = nullptr;                  // its pixels
+    Rect clip = {-32767, -32767, 32767, 32767};    // nothing is drawn outside of it
+    std::int32_t fgColor = blackColor;             // the colour numbers of ForeColor and BackColor
+    std::int32_t bkColor = whiteColor;
 };
 using GrafPtr = GrafPort *;
 using CGrafPtr = GrafPort *;
 using GWorldPtr = GrafPort *;
-struct OpaqueDevice;
-using GDHandle = OpaqueDevice *; // there is one device, which has no name: null
+struct GDevice;
+using GDHandle = GDevice **;
 using CTabHandle = Handle;       // null: the depth's own colour table
 
 // The current port, never null; the first one draws nowhere, but what is drawn in it can be
-// recorded.
+// recorded. Offscreen worlds have no device: theirs is null.
 void GetPort(GrafPtr *port);
 void SetPort(GrafPtr port);
 void GetGWorld(CGrafPtr *port, GDHandle *device);
@@ -54,10 +78,28 @@ void SetGWorld(CGrafPtr port, GDHandle device);
 
 void ClipRect(const Rect *rect); // of the current port
 
-// Classic colours, which the current port takes from then on.
-enum : std::int32_t { whiteColor = 30, blackColor = 33 };
-void ForeColor(std::int32_t colour);
+void ForeColor(std::int32_t colour); // of what is drawn in the current port from then on
 void BackColor(std::int32_t colour);
+
+// A context draws where its port does, and lives as long. paramErr without a port.
+using CGContextRef = GrafPtr;
+OSStatus CreateCGContextForPort(CGrafPtr port, CGContextRef *context);
+
+// ---- screens ----
+
+// A screen, by its place on the desktop.
+struct GDevice {
+    Rect gdRect;
+};
+
+enum : std::int16_t { screenDevice = 13, screenActive = 15 };
+
+// The screens one after the other; null: there is none, or no other. A list begun anew takes note
+// of screens that have come and gone; handles of the list before are not valid any more.
+GDHandle GetDeviceList();
+GDHandle GetNextDevice(GDHandle device);
+GDHandle GetMainDevice(); // the one with the menu bar
+Boolean TestDeviceAttribute(GDHandle device, std::int16_t attribute);
 
 // ---- offscreen worlds ----
 

@@ -13,14 +13,20 @@ using IBNibRef = OpaqueNib *;
 struct OpaqueEventTarget;
 using EventTargetRef = OpaqueEventTarget *;
 
+constexpr std::uint32_t kWindowCloseBoxAttribute = 1U << 0; // the user is offered to close it
 constexpr std::uint32_t kWindowStandardHandlerAttribute = 1U << 25;
 
 // What GetWindowKind tells apart: dialogs, and windows of the program's own.
 enum : std::int16_t { dialogKind = 2, userKind = 8 };
 
-// Makes a document window with `bounds` and `title` (a Pascal string), hidden at first. Null when
-// no window can be made. The window lives until DisposeWindow.
-WindowRef NewCWindow(const Rect *bounds, ConstStringPtr title, Boolean visible);
+enum : std::int16_t { documentProc = 0 }; // the plain document window
+
+// Makes a document window in `bounds`, which are those of its contents on the screen, with `title`
+// (a Pascal string). `storage` is null, and so is `behind`: it comes in front of all windows. Null
+// when no window can be made. The window lives until DisposeWindow.
+WindowRef NewCWindow(void *storage, const Rect *bounds, ConstStringPtr title, Boolean visible,
+                     std::int16_t procID, WindowRef behind, Boolean closeBox,
+                     std::int32_t referenceConstant);
 
 // Disposes of the window and what is in it, also from one of its own handlers.
 void DisposeWindow(WindowRef window);

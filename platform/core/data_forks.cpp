@@ -41,6 +41,23 @@ OSErr size_of(const open_fork &fork, off_t *size)
 
 } // namespace
 
+OSErr FSpCreate(const FSSpec *spec, OSType creator, OSType type, std::int16_t /*script*/)
+{
+    std::string path;
+    OSErr error = platform::path_of(*spec, &path);
+    if (error != noErr)
+        return error;
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor < 0)
+        return errno == EEXIST ? OSErr{dupFNErr} : platform::os_error(errno);
+    close(descriptor);
+    FInfo info = {};
+    error = FSpGetFInfo(spec, &info);
+    info.fdCreator = creator;
+    info.fdType = type;
+    return error == noErr ? FSpSetFInfo(spec, &info) : error;
+}
+
 OSErr FSpOpenDF(const FSSpec *spec, std::int8_t permission, FSIORefNum *file)
 {
     std::string path;

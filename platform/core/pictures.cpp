@@ -78,8 +78,9 @@ int height_of(const Rect &rect)
 
 Rect common_part(const Rect &a, const Rect &b)
 {
-    return {std::max(a.top, b.top), std::max(a.left, b.left), std::min(a.bottom, b.bottom),
-            std::min(a.right, b.right)};
+    Rect both = {};
+    SectRect(&a, &b, &both);
+    return both;
 }
 
 bool lies_in(const Rect &inner, const Rect &outer)
@@ -148,11 +149,6 @@ bool is_resolution(std::int32_t resolution)
 
 } // namespace
 
-Boolean EmptyRect(const Rect *rect)
-{
-    return rect->left >= rect->right || rect->top >= rect->bottom ? 1 : 0;
-}
-
 // ---- ports ----
 
 void GetPort(GrafPtr *port)
@@ -174,6 +170,14 @@ void GetGWorld(CGrafPtr *port, GDHandle *device)
 void SetGWorld(CGrafPtr port, GDHandle /*device*/)
 {
     SetPort(port);
+}
+
+OSStatus CreateCGContextForPort(CGrafPtr port, CGContextRef *context)
+{
+    if (port == nullptr)
+        return paramErr;
+    *context = port;
+    return noErr;
 }
 
 void ClipRect(const Rect *rect)

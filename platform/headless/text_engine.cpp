@@ -101,9 +101,22 @@ void platform::print_text_on(int file, const char *bytes, std::size_t size)
     write_all(file, shown);
 }
 
-OSStatus TXNNewObject(WindowRef window, TXNObject *object)
+OSStatus TXNInitTextension(const TXNMacOSPreferredFontDescription * /*fonts*/,
+                           std::size_t /*count*/, std::uint32_t /*options*/)
 {
+    return noErr;
+}
+
+void TXNTerminateTextension() {}
+
+OSStatus TXNNewObject(WindowRef window, const Rect * /*frame*/, std::uint32_t /*frameOptions*/,
+                      std::uint32_t /*frameType*/, OSType fileType, std::uint32_t /*encoding*/,
+                      TXNObject *object, TXNFrameID *frameID)
+{
+    if (window == nullptr || fileType != kTXNTextData)
+        return paramErr;
     *object = &objects.emplace_back(OpaqueTXNObject{window});
+    *frameID = 1;
     return noErr;
 }
 
@@ -121,26 +134,51 @@ OSStatus TXNSetData(TXNObject /*object*/, OSType type, const void *data, std::si
     return noErr;
 }
 
+OSStatus TXNSave(TXNObject /*object*/, OSType /*fileType*/, OSType /*resourceType*/,
+                 std::uint32_t /*encoding*/, const FSSpec * /*file*/, FSIORefNum /*data*/,
+                 std::int16_t /*resources*/)
+{
+    return paramErr;
+}
+
 OSStatus TXNSetTXNObjectControls(TXNObject /*object*/, Boolean /*clearAll*/, std::size_t count,
                                  const TXNControlTag *tags, const TXNControlData *data)
 {
     for (std::size_t i = 0; i < count; ++i) {
-        if (tags[i] != kTXNSelectionStateTag)
+        if (tags[i] == kTXNSelectionStateTag)
+            platform::take_typed_keys(data[i].uValue == 1);
+        else if (tags[i] != kTXNMarginsTag && tags[i] != kTXNContextTag)
             return paramErr;
-        platform::take_typed_keys(data[i].uValue == 1);
     }
     return noErr;
 }
 
-// What has been printed stays printed: there is nothing to redraw, select or delete.
+// What has been printed stays printed, and in the terminal's own font: there is nothing to redraw,
+// to select or to delete, and no place on a screen.
 void TXNForceUpdate(TXNObject /*object*/) {}
 void TXNUpdate(TXNObject /*object*/) {}
 void TXNSelectAll(TXNObject /*object*/) {}
 void TXNIdle(TXNObject /*object*/) {}
 void TXNFocus(TXNObject /*object*/, Boolean /*focus*/) {}
 void TXNActivate(TXNObject /*object*/, Boolean /*active*/) {}
+void TXNSetFrameBounds(TXNObject /*object*/, std::int16_t /*top*/, std::int16_t /*left*/,
+                       std::int16_t /*bottom*/, std::int16_t /*right*/, TXNFrameID /*frame*/)
+{
+}
+void TXNRecalcTextLayout(TXNObject /*object*/) {}
+void TXNClick(TXNObject /*object*/, const EventRecord * /*event*/) {}
+void TXNGrowWindow(TXNObject /*object*/, const EventRecord * /*event*/) {}
+void TXNZoomWindow(TXNObject /*object*/, std::int16_t /*part*/) {}
+void TXNAdjustCursor(TXNObject /*object*/, RgnHandle /*region*/) {}
 
 OSStatus TXNClear(TXNObject /*object*/)
+{
+    return noErr;
+}
+
+OSStatus TXNSetTypeAttributes(TXNObject /*object*/, std::size_t /*count*/,
+                              const TXNTypeAttributes * /*attributes*/, TXNOffset /*start*/,
+                              TXNOffset /*end*/)
 {
     return noErr;
 }

@@ -14,12 +14,16 @@ std::vector<std::unique_ptr<OpaqueWindow>> windows;
 
 } // namespace
 
-WindowRef NewCWindow(const Rect *bounds, ConstStringPtr title, Boolean visible)
+WindowRef NewCWindow(void * /*storage*/, const Rect *bounds, ConstStringPtr title, Boolean visible,
+                     std::int16_t /*procID*/, WindowRef /*behind*/, Boolean closeBox,
+                     std::int32_t referenceConstant)
 {
     auto window = std::make_unique<OpaqueWindow>();
     window->bounds = *bounds;
     window->title.assign(reinterpret_cast<const char *>(title) + 1, title[0]);
     window->visible = visible != 0;
+    window->attributes = closeBox ? kWindowCloseBoxAttribute : 0;
+    window->reference_constant = referenceConstant;
     windows.push_back(std::move(window));
     return windows.back().get();
 }

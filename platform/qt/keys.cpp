@@ -73,6 +73,25 @@ bool works_sheet(const QKeyEvent &key)
     }
 }
 
+// The keys by which a text is scrolled and, with Shift, selected: they do so whoever has handled
+// them, because a text that cannot be typed into can still be read.
+bool works_text(const QKeyEvent &key)
+{
+    switch (key.key()) {
+    case Qt::Key_Left:
+    case Qt::Key_Right:
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+    case Qt::Key_Home:
+    case Qt::Key_End:
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+        return true;
+    default:
+        return false;
+    }
+}
+
 // Hands the key to the text of a window whose sheet has the keyboard. True: it is done with.
 bool pass_to_text(WindowRef window, bool in_sheet, QKeyEvent *key)
 {
@@ -94,10 +113,15 @@ bool take_key(WindowRef window, QKeyEvent *key)
     const QByteArray bytes = character_of(*key);
     // A key that is held down is typed again and again, but it is one press to whoever waits for
     // one.
-    if (bytes.isEmpty() || (key->isAutoRepeat() && !window->takes_typing))
-        return window->content != nullptr && !bytes.isEmpty();
+    const bool is_press = !key->isAutoRepeat() || window->takes_typing;
     const std::uint32_t modifiers = (key->modifiers() & Qt::ShiftModifier) != 0 ? shift_key : 0;
-    return send_character(window, bytes, modifiers) || pass_to_text(window, in_sheet, key);
+    if (bytes.isEmpty())
+        return false;
+    const bool handled =
+        is_press ? send_character(window, bytes, modifiers) : window->content != nullptr;
+    if (handled && (window->content == nullptr || !works_text(*key)))
+        return true;
+    return pass_to_text(window, in_sheet, key);
 }
 
 // Sees the keys before the widgets do: they come to the window's QWindow first, once each.

@@ -159,7 +159,9 @@ WindowRef platform::window_of(const QWidget *widget)
     return nullptr;
 }
 
-WindowRef NewCWindow(const Rect *bounds, ConstStringPtr title, Boolean visible)
+WindowRef NewCWindow(void * /*storage*/, const Rect *bounds, ConstStringPtr title, Boolean visible,
+                     std::int16_t /*procID*/, WindowRef /*behind*/, Boolean closeBox,
+                     std::int32_t referenceConstant)
 {
     WindowRef window = make_window(userKind);
     const char *name = reinterpret_cast<const char *>(title) + 1;
@@ -169,6 +171,8 @@ WindowRef NewCWindow(const Rect *bounds, ConstStringPtr title, Boolean visible)
     auto *quit = new QShortcut(Qt::CTRL | Qt::Key_Q, window->widget);
     quit->setContext(Qt::ApplicationShortcut);
     QObject::connect(quit, &QShortcut::activated, platform::ask_to_quit);
+    window->reference_constant = referenceConstant;
+    ChangeWindowAttributes(window, closeBox ? kWindowCloseBoxAttribute : 0, 0);
     if (visible)
         ShowWindow(window);
     return window;
@@ -249,6 +253,12 @@ OSStatus ChangeWindowAttributes(WindowRef window, std::uint32_t set, std::uint32
     if (window == nullptr)
         return paramErr;
     window->attributes = (window->attributes | set) & ~clear;
+    if (((set | clear) & kWindowCloseBoxAttribute) != 0) {
+        const bool has_box = (window->attributes & kWindowCloseBoxAttribute) != 0;
+        const Qt::WindowFlags others = Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                                       Qt::WindowSystemMenuHint | Qt::WindowMinMaxButtonsHint;
+        window->widget->setWindowFlags(has_box ? others | Qt::WindowCloseButtonHint : others);
+    }
     return noErr;
 }
 

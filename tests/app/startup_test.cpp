@@ -351,7 +351,8 @@ TEST_F(Pump, TheCaretBlinksOnlyInAReadingConsoleInFront)
     do_idle();
     inBackground = 0;
     const Rect bounds = {0, 0, 9, 9};
-    ShowWindow(NewCWindow(&bounds, reinterpret_cast<ConstStringPtr>("\5other"), 0));
+    ShowWindow(NewCWindow(nullptr, &bounds, reinterpret_cast<ConstStringPtr>("\5other"), 0,
+                          documentProc, nullptr, 0, 0));
     // It is in front now.
     do_idle();
     EXPECT_EQ(watched.count("TXNIdle"), 1U);

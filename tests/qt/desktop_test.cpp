@@ -8,6 +8,7 @@
 #include "platform/events.h"
 #include "platform/processes.h"
 #include "platform/qt/state.h"
+#include "platform/qt/text_view.h"
 
 #include <QApplication>
 #include <QTest>
@@ -64,7 +65,13 @@ void desktop_test::wait_for_focus()
 
 std::string desktop_test::shown()
 {
-    return theConsole->content->property("plainText").toString().toStdString();
+    const auto *view = dynamic_cast<const platform::text_view *>(theConsole->content);
+    QString all;
+    view->text().for_each_part(0, view->text().size(), [&](std::string_view part) {
+        all += platform::shown_string(part);
+        return true;
+    });
+    return all.toStdString();
 }
 
 static void send_click(int key, Qt::KeyboardModifiers modifiers, const QString &character)

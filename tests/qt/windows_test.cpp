@@ -79,7 +79,7 @@ TEST_F(QtWindows, AWindowThatNobodyHidesStaysWhenItIsClosed)
 {
     const unsigned char title[] = {1, 'w'};
     const Rect bounds = {100, 100, 200, 300};
-    WindowRef window = NewCWindow(&bounds, title, 1);
+    WindowRef window = NewCWindow(nullptr, &bounds, title, 1, documentProc, nullptr, 1, 0);
     note(kEventClassWindow, kEventWindowClose, GetWindowEventTarget(window));
     window->widget->close();
     EXPECT_EQ(times(kEventWindowClose), 1);
@@ -91,7 +91,7 @@ TEST_F(QtWindows, TheSmallestSizeIsAskedOfTheHandlers)
 {
     const unsigned char title[] = {1, 'w'};
     const Rect bounds = {100, 100, 110, 110};
-    WindowRef window = NewCWindow(&bounds, title, 0);
+    WindowRef window = NewCWindow(nullptr, &bounds, title, 0, documentProc, nullptr, 1, 0);
     const EventTypeSpec type = {kEventClassWindow, kEventWindowGetMinimumSize};
     InstallEventHandler(
         GetWindowEventTarget(window),

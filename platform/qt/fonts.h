@@ -1,0 +1,16 @@
+// The fonts behind the names that platform/fonts.h speaks of.
+#ifndef PAPERMILL_PLATFORM_QT_FONTS_H
+#define PAPERMILL_PLATFORM_QT_FONTS_H
+
+#include "platform/types.h"
+
+#include <QFont>
+
+namespace platform {
+
+// The font of that name; the interface font when there is none.
+QFont font_named(ConstStringPtr name);
+
+} // namespace platform
+
+#endif
