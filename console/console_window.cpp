@@ -52,8 +52,8 @@ ConstStringPtr pascal(const char *literal)
     return reinterpret_cast<ConstStringPtr>(literal);
 }
 
-// Puts the text's frame over the whole window. It is wider than the one that the text was made with,
-// which leaves room for scroll bars.
+// Puts the text's frame over the whole window. It is wider than the one that the text was made
+// with, which leaves room for scroll bars.
 void fill_window()
 {
     Rect bounds = {};

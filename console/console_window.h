@@ -7,9 +7,9 @@
 #include "platform/types.h"
 #include "platform/windows.h"
 
-extern TXNFrameID frameID;       // the frame of the text; SetUpTextWindow -> frame changes
-extern RgnHandle sMouseRgn;      // the whole plane; SetUpTextWindow -> AdjustCursor
-extern Str255 consoleFontName;   // the console's font; SetFontAndSize
+extern TXNFrameID frameID;     // the frame of the text; SetUpTextWindow -> frame changes
+extern RgnHandle sMouseRgn;    // the whole plane; SetUpTextWindow -> AdjustCursor
+extern Str255 consoleFontName; // the console's font; SetFontAndSize
 extern const EventTypeSpec windowEvents[13]; // what windowEventHandler is installed for
 
 // ---- setting up ----
@@ -40,9 +40,9 @@ void Text_Activate(WindowRef window, Boolean active);
 void Text_Update(WindowRef window);
 void CloseTextWindow(WindowRef window);
 
-void ForceTextUpdate();                      // redraws the text now
-void GrowTextWindow(Point point);            // lets the user grow the window from a point on screen
-void ZoomTextWindow(std::int16_t part);      // inZoomOut to the screen's size, inZoomIn back
+void ForceTextUpdate();                 // redraws the text now
+void GrowTextWindow(Point point);       // lets the user grow the window from a point on screen
+void ZoomTextWindow(std::int16_t part); // inZoomOut to the screen's size, inZoomIn back
 void DoTextContent(const EventRecord *event); // a click in the window: it may be for the text
 void AdjustCursor(); // the text's own cursor while a read is pending, else the arrow
 

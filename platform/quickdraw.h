@@ -32,8 +32,8 @@ Fixed Long2Fix(std::int32_t number);
 
 void SetRect(Rect *rect, std::int16_t left, std::int16_t top, std::int16_t right,
              std::int16_t bottom);
-Boolean EmptyRect(const Rect *rect);               // 1: it encloses no point
-Boolean PtInRect(Point point, const Rect *rect);   // right and bottom edge lie outside
+Boolean EmptyRect(const Rect *rect);                        // 1: it encloses no point
+Boolean PtInRect(Point point, const Rect *rect);            // right and bottom edge lie outside
 Boolean SectRect(const Rect *a, const Rect *b, Rect *both); // 0, and *both empty, when they are
                                                             // apart; *both may be one of them
 
@@ -57,9 +57,9 @@ enum : std::int32_t { whiteColor = 30, blackColor = 33 };
 
 // What is drawn into. A window's port has no pixels that anybody could draw.
 struct GrafPort {
-    PixMap *portPixMap = nullptr;                  // its pixels
-    Rect clip = {-32767, -32767, 32767, 32767};    // nothing is drawn outside of it
-    std::int32_t fgColor = blackColor;             // the colour numbers of ForeColor and BackColor
+    PixMap *portPixMap = nullptr;               // its pixels
+    Rect clip = {-32767, -32767, 32767, 32767}; // nothing is drawn outside of it
+    std::int32_t fgColor = blackColor;          // the colour numbers of ForeColor and BackColor
     std::int32_t bkColor = whiteColor;
 };
 using GrafPtr = GrafPort *;
@@ -67,7 +67,7 @@ using CGrafPtr = GrafPort *;
 using GWorldPtr = GrafPort *;
 struct GDevice;
 using GDHandle = GDevice **;
-using CTabHandle = Handle;       // null: the depth's own colour table
+using CTabHandle = Handle; // null: the depth's own colour table
 
 // The current port, never null; the first one draws nowhere, but what is drawn in it can be
 // recorded. Offscreen worlds have no device: theirs is null.

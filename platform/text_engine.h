@@ -53,8 +53,8 @@ enum : std::uint32_t {
 enum : std::uint32_t { kTXNTextEditStyleFrameType = 1 }; // the one kind of frame
 enum : std::uint32_t { kTXNMacOSEncoding = 1 };          // bytes as the tools give them
 
-// Makes an empty text object in `window`, in the frame, which is in the window's coordinates. noErr,
-// *object and *frameID, or an error and both unchanged.
+// Makes an empty text object in `window`, in the frame, which is in the window's coordinates.
+// noErr, *object and *frameID, or an error and both unchanged.
 OSStatus TXNNewObject(WindowRef window, const Rect *frame, std::uint32_t frameOptions,
                       std::uint32_t frameType, OSType fileType, std::uint32_t encoding,
                       TXNObject *object, TXNFrameID *frameID);
@@ -120,8 +120,8 @@ struct TXNTypeAttributes {
 };
 
 // Gives what TXNSelectAll has selected the attributes (both ends are kTXNUseCurrentSelection), and
-// with it all text to come: an object has one style. Sizes are kept between 4 and 288 points. paramErr
-// when nothing is selected, and for attributes that are unknown.
+// with it all text to come: an object has one style. Sizes are kept between 4 and 288 points.
+// paramErr when nothing is selected, and for attributes that are unknown.
 OSStatus TXNSetTypeAttributes(TXNObject object, std::size_t count,
                               const TXNTypeAttributes *attributes, TXNOffset start, TXNOffset end);
 
@@ -138,7 +138,8 @@ void TXNSetFrameBounds(TXNObject object, std::int16_t top, std::int16_t left, st
                        std::int16_t right, TXNFrameID frame);
 void TXNRecalcTextLayout(TXNObject object); // wrap the lines anew
 
-// A click at event->where, which is on the screen: it is for the text, or begins to grow the window.
+// A click at event->where, which is on the screen: it is for the text, or begins to grow the
+// window.
 void TXNClick(TXNObject object, const EventRecord *event);
 void TXNGrowWindow(TXNObject object, const EventRecord *event);
 

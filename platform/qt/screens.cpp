@@ -25,9 +25,9 @@ void list_screens()
     masters.clear();
     for (const QScreen *screen : QGuiApplication::screens()) {
         const QRect place = screen->geometry();
-        devices.push_back({{coordinate(place.top()), coordinate(place.left()),
-                            coordinate(place.top() + place.height()),
-                            coordinate(place.left() + place.width())}});
+        devices.push_back(
+            {{coordinate(place.top()), coordinate(place.left()),
+              coordinate(place.top() + place.height()), coordinate(place.left() + place.width())}});
     }
     for (GDevice &device : devices)
         masters.push_back(&device);

@@ -55,9 +55,8 @@ character first_character(std::string_view bytes)
 bool is_shapeless(char32_t c)
 {
     return between(c, 0x80, 0x9F) || c == 0xAD || c == 0x61C || c == 0x200B ||
-           between(c, 0x200E, 0x200F) ||
-           between(c, 0x2028, 0x202E) || between(c, 0x2060, 0x206F) || c == 0xFEFF ||
-           between(c, 0xFFF9, 0xFFFB) || (c & 0xFFFE) == 0xFFFE;
+           between(c, 0x200E, 0x200F) || between(c, 0x2028, 0x202E) || between(c, 0x2060, 0x206F) ||
+           c == 0xFEFF || between(c, 0xFFF9, 0xFFFB) || (c & 0xFFFE) == 0xFFFE;
 }
 
 void append_escape(QString *to, const character &c)

@@ -44,7 +44,9 @@ constexpr TXNFrameID only_frame = 1;
 constexpr qreal smallest_size = 4; // points
 constexpr qreal largest_size = 288;
 
-QFont default_font; // of new objects; TXNInitTextension
+// Of new objects; TXNInitTextension.
+std::int16_t default_font = 0;
+Fixed default_size = 12 << 16;
 
 qreal points(Fixed size)
 {
@@ -67,13 +69,10 @@ std::size_t place_of(const platform::text_view &view, TXNOffset offset)
 OSStatus TXNInitTextension(const TXNMacOSPreferredFontDescription *fonts, std::size_t count,
                            std::uint32_t /*options*/)
 {
-    platform::install_text_view_accessibility();
-    if (count == 0)
-        return noErr;
-    Str255 name;
-    GetFontName(fonts[0].fontID, name);
-    default_font = platform::font_named(name);
-    default_font.setPointSizeF(points(fonts[0].pointSize));
+    if (count > 0) {
+        default_font = fonts[0].fontID;
+        default_size = fonts[0].pointSize;
+    }
     return noErr;
 }
 
@@ -89,7 +88,11 @@ OSStatus TXNNewObject(WindowRef window, const Rect *frame, std::uint32_t frameOp
         return paramErr;
     auto *view = new platform::text_view(window->widget);
     view->setAccessibleName(QObject::tr("Console"));
-    view->set_text_font(default_font);
+    Str255 font_name;
+    GetFontName(default_font, font_name);
+    QFont font = platform::font_named(font_name);
+    font.setPointSizeF(points(default_size));
+    view->set_text_font(font);
     view->setVerticalScrollBarPolicy((frameOptions & kTXNWantVScrollBarMask) != 0
                                          ? Qt::ScrollBarAsNeeded
                                          : Qt::ScrollBarAlwaysOff);
@@ -127,9 +130,8 @@ OSStatus TXNSetData(TXNObject object, OSType type, const void *data, std::size_t
     return noErr;
 }
 
-OSStatus TXNSave(TXNObject object, OSType fileType, OSType /*resourceType*/,
-                 std::uint32_t encoding, const FSSpec * /*file*/, FSIORefNum data,
-                 std::int16_t /*resources*/)
+OSStatus TXNSave(TXNObject object, OSType fileType, OSType /*resourceType*/, std::uint32_t encoding,
+                 const FSSpec * /*file*/, FSIORefNum data, std::int16_t /*resources*/)
 {
     if (object == nullptr || fileType != kTXNTextData || encoding != kTXNMacOSEncoding)
         return paramErr;

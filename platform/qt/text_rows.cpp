@@ -254,10 +254,9 @@ row_place text_rows::row_of(std::size_t place)
     const std::size_t number = text.block_at(place);
     const block_layout &block = laid_out(number);
     const auto index = static_cast<std::size_t>(
-        std::upper_bound(block.pieces.begin(), block.pieces.end(), piece.piece.start,
-                         [](std::uint32_t wanted, const text_piece &each) {
-                             return wanted < each.start;
-                         }) -
+        std::upper_bound(
+            block.pieces.begin(), block.pieces.end(), piece.piece.start,
+            [](std::uint32_t wanted, const text_piece &each) { return wanted < each.start; }) -
         block.pieces.begin() - 1);
     const std::uint32_t first = index == 0 ? 0 : block.ends[index - 1];
     const QTextLine line =
@@ -290,8 +289,7 @@ std::size_t text_rows::place_at(row_place place, qreal x)
     const QTextLine line = row.drawn->layout.lineAt(row.line);
     if (!line.isValid())
         return row.piece_start;
-    const std::size_t found =
-        row.piece_start + row.drawn->shown.place_of(line.xToCursor(x));
+    const std::size_t found = row.piece_start + row.drawn->shown.place_of(line.xToCursor(x));
     return std::min(found, end_of(place));
 }
 
@@ -301,8 +299,7 @@ qreal text_rows::x_in(const row_of_piece &row, std::size_t place)
     if (!line.isValid())
         return 0;
     const auto unit = static_cast<int>(row.drawn->shown.unit_of(place - row.piece_start));
-    return line.cursorToX(
-        std::clamp(unit, line.textStart(), line.textStart() + line.textLength()));
+    return line.cursorToX(std::clamp(unit, line.textStart(), line.textStart() + line.textLength()));
 }
 
 qreal text_rows::x_of(std::size_t place)

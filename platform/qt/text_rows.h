@@ -106,10 +106,10 @@ private:
     int row_height = 1;
     qreal row_ascent = 0;
     qreal tab_width = 0;
-    double columns = 1;                    // of the width
-    std::array<qreal, 128> advances = {};  // of the printing ASCII characters
-    std::vector<row_count> counts;         // of every block
-    std::int64_t total = 0;                // of counts
+    double columns = 1;                   // of the width
+    std::array<qreal, 128> advances = {}; // of the printing ASCII characters
+    std::vector<row_count> counts;        // of every block
+    std::int64_t total = 0;               // of counts
     std::map<std::size_t, block_layout> blocks;
     std::map<std::size_t, std::unique_ptr<piece_layout>> pieces; // by their places
     piece_layout scratch;

@@ -159,8 +159,8 @@ void text_store::find_pieces(std::size_t number, std::uint32_t start,
         at += size;
     }
     if (is_last)
-        pieces->push_back({static_cast<std::uint32_t>(at),
-                           static_cast<std::uint32_t>(bytes.size() - at), false});
+        pieces->push_back(
+            {static_cast<std::uint32_t>(at), static_cast<std::uint32_t>(bytes.size() - at), false});
 }
 
 std::size_t text_store::line_start(std::size_t place) const

@@ -17,8 +17,8 @@
 
 namespace {
 
-constexpr int frame_time = 16; // milliseconds between two drawings of text that grows
-constexpr int drag_time = 30;  // and between two steps of a drag beyond the edge
+constexpr int frame_time = 16;              // milliseconds between two drawings of text that grows
+constexpr int drag_time = 30;               // and between two steps of a drag beyond the edge
 constexpr std::size_t longest_told = 65536; // bytes that a screen reader is told of at once
 
 // A part of a text that has been copied: it becomes a string only when somebody asks for it.
@@ -64,10 +64,12 @@ namespace platform {
 
 text_view::text_view(QWidget *parent) : QAbstractScrollArea(parent), shown_rows(shown)
 {
+    install_text_view_accessibility();
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff); // lines end at the view's edge
     viewport()->setCursor(Qt::IBeamCursor);
+    viewport()->setAutoFillBackground(false); // or the window beneath would not know of its drawing
     verticalScrollBar()->setAccessibleName(tr("Scroll the text"));
     last_refresh.start();
     caret_changed.start();
@@ -162,8 +164,8 @@ void text_view::stale()
 {
     is_stale = true;
     if (!refresh.isActive())
-        refresh.start(static_cast<int>(std::clamp<qint64>(frame_time - last_refresh.elapsed(), 0,
-                                                          frame_time)),
+        refresh.start(static_cast<int>(
+                          std::clamp<qint64>(frame_time - last_refresh.elapsed(), 0, frame_time)),
                       this);
 }
 
@@ -408,7 +410,9 @@ void text_view::paintEvent(QPaintEvent *event)
     bring_up_to_date();
     QPainter painter(viewport());
     const QRect dirty = event->rect();
-    painter.setPen(palette().color(is_active ? QPalette::Active : QPalette::Inactive, QPalette::Text));
+    const QPalette::ColorGroup group = is_active ? QPalette::Active : QPalette::Inactive;
+    painter.fillRect(dirty, palette().brush(group, QPalette::Base));
+    painter.setPen(palette().color(group, QPalette::Text));
     row_place row = row_at(top + dirty.top());
     std::int64_t y = y_of(row) - top;
     const std::int64_t behind = content_height() - margins.bottom() - top;
@@ -436,12 +440,12 @@ void text_view::draw_row(QPainter &painter, const row_of_piece &row, std::int64_
 
     const std::size_t from = std::max(first, selection_start());
     const std::size_t to = std::min(last, selection_end());
-    const bool ends_selected = is_last && row.drawn->piece.ends_line &&
-                               selection_start() <= last && selection_end() > last;
+    const bool ends_selected = is_last && row.drawn->piece.ends_line && selection_start() <= last &&
+                               selection_end() > last;
     const QPalette::ColorGroup group = is_active ? QPalette::Active : QPalette::Inactive;
     if (from < to || ends_selected) {
-        const qreal left = line.cursorToX(
-            static_cast<int>(drawn.unit_of(std::min(from, last) - row.piece_start)));
+        const qreal left =
+            line.cursorToX(static_cast<int>(drawn.unit_of(std::min(from, last) - row.piece_start)));
         qreal right = line.cursorToX(static_cast<int>(drawn.unit_of(to - row.piece_start)));
         if (ends_selected)
             right += shown_rows.height() / 3;
@@ -694,8 +698,9 @@ void text_view::inputMethodEvent(QInputMethodEvent *event)
 QVariant text_view::inputMethodQuery(Qt::InputMethodQuery query) const
 {
     if (query == Qt::ImCursorRectangle)
-        return QRectF(margins.left(), static_cast<qreal>(content_height() - top) -
-                                          margins.bottom() - shown_rows.height(),
+        return QRectF(margins.left(),
+                      static_cast<qreal>(content_height() - top) - margins.bottom() -
+                          shown_rows.height(),
                       1, shown_rows.height());
     if (query == Qt::ImEnabled)
         return has_caret;

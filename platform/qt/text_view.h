@@ -58,7 +58,7 @@ public:
     range word_range(std::size_t place);
     range row_range(std::size_t place); // with the line end
     QRectF character_at(std::size_t place);
-    void scroll_to(std::size_t place); // as little as is needed
+    void scroll_to(std::size_t place);  // as little as is needed
     [[nodiscard]] bool follows() const; // new text is scrolled to
 
     text_rows &rows();
@@ -139,7 +139,7 @@ private:
     QPoint double_click_point;
 };
 
-// Makes views accessible to screen readers; once.
+// Makes views that are made from then on accessible to screen readers; once is enough.
 void install_text_view_accessibility();
 
 } // namespace platform

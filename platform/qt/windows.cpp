@@ -257,7 +257,9 @@ OSStatus ChangeWindowAttributes(WindowRef window, std::uint32_t set, std::uint32
         const bool has_box = (window->attributes & kWindowCloseBoxAttribute) != 0;
         const Qt::WindowFlags others = Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                                        Qt::WindowSystemMenuHint | Qt::WindowMinMaxButtonsHint;
+        const QRect place = window->widget->geometry(); // which a change of flags would move
         window->widget->setWindowFlags(has_box ? others | Qt::WindowCloseButtonHint : others);
+        window->widget->setGeometry(place);
     }
     return noErr;
 }

@@ -7,6 +7,7 @@
 #include "platform/events.h"
 #include "platform/processes.h"
 #include "platform/strings.h"
+#include "settings/prefs_store.h"
 #include "tests/support/eventually.h"
 #include "tests/support/spine_test.h"
 
@@ -167,9 +168,24 @@ TEST_F(ConsoleWindow, AToolOfAnEarlierRunIsNotKilled)
 
 TEST_F(ConsoleWindow, OnlyTheConsoleIsActivatedAndUpdated)
 {
+    watched.calls.clear();
     Text_Activate(nullptr, 1);
     EXPECT_EQ(watched.order(), "");
     Text_Activate(theConsole, 1);
     Text_Activate(theConsole, 0);
     EXPECT_EQ(watched.order(), "TXNActivate(1) TXNActivate(0)");
+}
+
+TEST_F(ConsoleWindow, NothingOfAWindowIsSavedAtQuit)
+{
+    TextCleanUp();
+    EXPECT_EQ(text, nullptr);
+    EXPECT_EQ(get_str_resource("GSWINDOW"), nullptr);
+}
+
+TEST_F(ConsoleWindow, WithoutAScreenNoSavedPlaceIsRestored)
+{
+    set_setting("GSWINDOW", "50 20 400 620");
+    Rect rect = {};
+    EXPECT_EQ(GetWindow(&rect), 0);
 }

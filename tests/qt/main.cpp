@@ -8,7 +8,8 @@
 int main(int argc, char **argv)
 {
     ::testing::InitGoogleTest(&argc, argv);
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    setenv("QT_QPA_PLATFORM",
+           "offscreen:configfile=" PAPERMILL_SOURCE_DIR "/tests/qt/one_screen.json", 0);
     platform::open_desktop("desktop_tests", "The tests need Qt's offscreen platform.");
     return RUN_ALL_TESTS();
 }

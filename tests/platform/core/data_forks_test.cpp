@@ -222,3 +222,26 @@ TEST_F(DataForks, ThereIsOneVolumeToFlush)
     EXPECT_EQ(FlushVol(nullptr, 0), noErr);
     EXPECT_EQ(FlushVol(nullptr, 5), nsvErr);
 }
+
+TEST_F(DataForks, AFileIsMadeWithItsCreatorAndType)
+{
+    const std::string path = folder.write("log", "");
+    const FSSpec spec = spec_of(path);
+    EXPECT_EQ(FSpCreate(&spec, four_chars("MPS "), four_chars("TEXT"), 0), dupFNErr);
+    unlink(path.c_str());
+    ASSERT_EQ(FSpCreate(&spec, four_chars("MPS "), four_chars("TEXT"), 0), noErr);
+    EXPECT_EQ(read_file(path), "");
+    EXPECT_TRUE(file_exists(path));
+    FInfo info = {};
+    EXPECT_EQ(FSpGetFInfo(&spec, &info), noErr);
+    EXPECT_EQ(info.fdCreator, four_chars("MPS "));
+    EXPECT_EQ(info.fdType, four_chars("TEXT"));
+}
+
+TEST_F(DataForks, NoFileIsMadeInAFolderThatIsGone)
+{
+    const std::string gone = folder.make_folder("gone");
+    const FSSpec spec = spec_of(folder.write("gone/log", ""));
+    std::filesystem::remove_all(gone);
+    EXPECT_EQ(FSpCreate(&spec, 0, 0, 0), fnfErr);
+}
