@@ -1,5 +1,6 @@
 #include "platform/windows.h"
 
+#include "platform/processes.h"
 #include "platform/qt/sheet.h"
 #include "platform/qt/state.h"
 #include "platform/resources.h"
@@ -138,6 +139,18 @@ void watch_buttons(WindowRef window)
     }
 }
 
+// Whether the program was started as the one in front.
+bool in_front()
+{
+    ProcessSerialNumber own = {};
+    ProcessSerialNumber front = {};
+    GetCurrentProcess(&own);
+    GetFrontProcess(&front);
+    Boolean same = 1;
+    SameProcess(&own, &front, &same);
+    return same != 0;
+}
+
 } // namespace
 
 void platform::show_hidden_windows()
@@ -168,6 +181,7 @@ WindowRef NewCWindow(void * /*storage*/, const Rect *bounds, ConstStringPtr titl
     window->widget->setWindowTitle(QString::fromUtf8(name, title[0]));
     window->widget->setGeometry(bounds->left, bounds->top, bounds->right - bounds->left,
                                 bounds->bottom - bounds->top);
+    window->widget->setAttribute(Qt::WA_ShowWithoutActivating, !in_front());
     auto *quit = new QShortcut(Qt::CTRL | Qt::Key_Q, window->widget);
     quit->setContext(Qt::ApplicationShortcut);
     QObject::connect(quit, &QShortcut::activated, platform::ask_to_quit);

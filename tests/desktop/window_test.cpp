@@ -24,13 +24,18 @@ protected:
         user.environment["XDG_RUNTIME_DIR"] = runtime;
     }
 
-    void start(const strings &words)
+    void open(const strings &words)
     {
         program_call call = user.call(words);
         call.arguments[0] = PAPERMILL_BUNDLE "/Linux/papermill-desktop";
         program = std::make_unique<running_program>(call);
         console = desk.wait_for_window("papermill-desktop");
         ASSERT_NE(console, "");
+    }
+
+    void start(const strings &words)
+    {
+        open(words);
         ASSERT_TRUE(desk.wait_for_focus(console));
     }
 
@@ -56,6 +61,21 @@ protected:
     terminal_user user;
     std::unique_ptr<running_program> program;
     std::string console; // the window's number
+};
+
+// Another program's window, which takes the keyboard.
+struct another_window {
+    explicit another_window(const screen &desk)
+        : program(
+              {{"sh", "-c", "exec xev -name another > /dev/null"}, {{"DISPLAY", desk.display()}}}),
+          number(desk.wait_for_window("another"))
+    {
+        desk.xdotool({"windowactivate", "--sync", number});
+        EXPECT_TRUE(desk.wait_for_focus(number));
+    }
+
+    const running_program program;
+    const std::string number;
 };
 
 // A page that takes so many milliseconds.
@@ -114,6 +134,17 @@ TEST_F(Window, ADisplayThatDiesLeavesNothingBehind)
     EXPECT_EQ(user.papermill({"settings", "get", "TIFFFORMAT"}).out, "7\n");
 }
 
+TEST_F(Window, StartedInTheBackgroundItLeavesTheKeyboardWhereItIs)
+{
+    user.write("first.ps", drawing_ps(80, 60));
+    const another_window another(desk);
+    open({"--background", "first.ps"});
+    EXPECT_TRUE(eventually([&] { return user.has("first.pdf"); }));
+    EXPECT_TRUE(desk.wait_for_focus(another.number));
+    program->send_signal(SIGTERM);
+    EXPECT_EQ(program->finish().status, 0);
+}
+
 // In the background the tools run without a sheet, and the window takes no keys meanwhile.
 TEST_F(Window, TheBackgroundFollowsTheWindowThatHasTheKeyboard)
 {
@@ -121,9 +152,7 @@ TEST_F(Window, TheBackgroundFollowsTheWindowThatHasTheKeyboard)
     user.write("second.ps", slow_ps(3000));
     start({"first.ps", "second.ps"});
     ASSERT_TRUE(wait_for("gs"));
-    const running_program another({{"xev", "-name", "another"}, {{"DISPLAY", desk.display()}}});
-    const std::string other = desk.wait_for_window("another");
-    ASSERT_TRUE(desk.wait_for_focus(other));
+    const another_window another(desk);
     ASSERT_FALSE(user.has("first.pdf"));
     ASSERT_TRUE(eventually([&] { return user.has("first.pdf"); }));
     ASSERT_TRUE(wait_for("gs"));
