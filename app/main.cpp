@@ -2,7 +2,10 @@
 #include "app/globals.h"
 #include "app/startup.h"
 #include "console/console_io.h"
+#include "console/console_text.h"
+#include "console/console_window.h"
 #include "engine/dispatch.h"
+#include "engine/tool_runner.h"
 #include "platform/core/signals.h"
 #include "platform/events.h"
 #include "platform/processes.h"
@@ -83,6 +86,9 @@ request parse(int argc, char **argv)
 // is ended on the way out.
 void quit()
 {
+    HideSheetWindow(waitWindow); // the console's own size is saved, not what the sheet made of it
+    if (theConsole != nullptr)
+        TextCleanUp();
     std::exit(EXIT_SUCCESS);
 }
 

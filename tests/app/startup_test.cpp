@@ -242,7 +242,7 @@ TEST_F(StartUp, EverythingStandsAfterwards)
     EXPECT_EQ(inBackground, 0);
     const std::string path = std::getenv("PATH");
     EXPECT_EQ(path.find(std::string(contentsPath) + "/Resources/bin:/usr/local/bin:"), 0U);
-    EXPECT_EQ(watched.order(), "RegisterAppearanceClient TXNActivate(1) SetCursor");
+    EXPECT_EQ(watched.order(), "RegisterAppearanceClient TXNSelectAll TXNActivate(1) SetCursor");
     EXPECT_EQ(console.text(), "");
 }
 

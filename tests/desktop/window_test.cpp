@@ -78,6 +78,12 @@ struct another_window {
     const std::string number;
 };
 
+// What xdotool tells of a window, without the line that tells which it is.
+std::string without_number(const std::string &geometry)
+{
+    return geometry.substr(geometry.find('\n') + 1);
+}
+
 // A page that takes so many milliseconds.
 std::string slow_ps(int milliseconds)
 {
@@ -132,6 +138,57 @@ TEST_F(Window, ADisplayThatDiesLeavesNothingBehind)
     EXPECT_EQ(user.leftovers(), strings());
     EXPECT_EQ(user.names(), strings{"endless.ps"});
     EXPECT_EQ(user.papermill({"settings", "get", "TIFFFORMAT"}).out, "7\n");
+}
+
+TEST_F(Window, ClosingHidesTheConsole)
+{
+    start({});
+    desk.press("alt+F4");
+    EXPECT_TRUE(eventually([&] {
+        return desk.xdotool({"search", "--onlyvisible", "--name", "^papermill-desktop$"}).empty();
+    }));
+    program->send_signal(SIGTERM);
+    EXPECT_EQ(program->finish().status, 0);
+    EXPECT_EQ(user.leftovers(), strings());
+}
+
+TEST_F(Window, ThePlaceIsSavedAtTheEndAndRestored)
+{
+    for (const char *end : {"quit", "signal"}) {
+        start({});
+        const int left = *end == 'q' ? 300 : 420;
+        desk.xdotool({"windowsize", "--sync", console, "500", "320"});
+        desk.xdotool({"windowmove", "--sync", console, std::to_string(left), "200"});
+        const std::string place = desk.xdotool({"getwindowgeometry", "--shell", console});
+        if (*end == 'q') {
+            end_with_quit();
+        } else {
+            program->send_signal(SIGTERM);
+            EXPECT_EQ(program->finish().status, 0);
+        }
+        start({});
+        EXPECT_EQ(without_number(desk.xdotool({"getwindowgeometry", "--shell", console})),
+                  without_number(place));
+        EXPECT_NE(place.find("\nWIDTH=500\nHEIGHT=320\n"), std::string::npos) << place;
+        end_with_quit();
+    }
+}
+
+TEST_F(Window, TheSizeThatTheSheetMadeIsNotSaved)
+{
+    user.write("endless.ps", endless_ps());
+    user.set("GSWINDOW", "100 100 220 240");
+    start({"endless.ps"});
+    ASSERT_TRUE(wait_for("gs"));
+    end_with_quit();
+    int top = 0;
+    int left = 0;
+    int bottom = 0;
+    int right = 0;
+    const std::string saved = user.papermill({"settings", "get", "GSWINDOW"}).out;
+    ASSERT_EQ(std::sscanf(saved.c_str(), "%d %d %d %d", &top, &left, &bottom, &right), 4);
+    EXPECT_EQ(bottom - top, 120);
+    EXPECT_EQ(right - left, 140);
 }
 
 TEST_F(Window, StartedInTheBackgroundItLeavesTheKeyboardWhereItIs)
