@@ -6,6 +6,7 @@
 #include "console/console_window.h"
 #include "engine/dispatch.h"
 #include "engine/tool_runner.h"
+#include "platform/core/session_bus.h"
 #include "platform/core/signals.h"
 #include "platform/events.h"
 #include "platform/processes.h"
@@ -26,7 +27,8 @@ constexpr int wrong_usage = 2;
 
 const char usage[] =
     "Usage: papermill-desktop [--background] [FILE...]\n"
-    "Shows the console window and converts each file to PDF, as if it were opened.\n"
+    "Shows the console window and converts each file to PDF, as if it were opened. Without a\n"
+    "file, the window of a program that already runs comes to the front.\n"
     "\n"
     "  --background  Run tools as a program that is not in front does: without the wait sheet\n"
     "  --version     Print the version and end\n"
@@ -108,6 +110,10 @@ int main(int argc, char **argv)
 {
     platform::occupy_standard_files();
     request asked = parse(argc, argv);
+    // A second start brings the first one's window to the front; files get a program of their own.
+    if (platform::take_program_name() == platform::program_name::held && asked.files.empty() &&
+        platform::raise_running_program(std::getenv("XDG_ACTIVATION_TOKEN")))
+        return EXIT_SUCCESS;
     platform::catch_signals();
     platform::on_interrupt(quit);
     platform::on_quit(quit);
@@ -116,6 +122,7 @@ int main(int argc, char **argv)
     platform::open_desktop(
         "papermill-desktop",
         "papermill-desktop: no display can be reached; in a terminal, use papermill.");
+    platform::serve_bus();
     platform::open_application_resources();
     if (initial() == 0)
         return 0;

@@ -41,6 +41,9 @@ void start_keys();
 // the front.
 void show_hidden_windows();
 
+// Shows the hidden windows and brings all of them to the front.
+void raise_windows();
+
 // Tells whoever asked for it (on_quit) that the program is to end.
 void ask_to_quit();
 

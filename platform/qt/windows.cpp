@@ -161,6 +161,18 @@ void platform::show_hidden_windows()
     }
 }
 
+void platform::raise_windows()
+{
+    show_hidden_windows();
+    for (OpaqueWindow &window : windows) {
+        if (!window.widget->isWindow() || !window.widget->isVisible())
+            continue;
+        window.widget->setWindowState(window.widget->windowState() & ~Qt::WindowMinimized);
+        window.widget->raise();
+        window.widget->activateWindow();
+    }
+}
+
 WindowRef platform::window_of(const QWidget *widget)
 {
     for (; widget != nullptr; widget = widget->parentWidget()) {

@@ -219,3 +219,68 @@ TEST_F(Window, TheBackgroundFollowsTheWindowThatHasTheKeyboard)
     EXPECT_TRUE(eventually([&] { return user.has("second.pdf"); }));
     end_with_quit();
 }
+
+namespace {
+
+// On a session bus of the test's own.
+class WindowOnABus : public Window {
+protected:
+    WindowOnABus()
+    {
+        const std::string address = "unix:path=" + user.elsewhere("bus");
+        bus = std::make_unique<running_program>(
+            program_call{{"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address",
+                          "--address=" + address}});
+        EXPECT_TRUE(bus->wait_for_output(address));
+        user.environment["DBUS_SESSION_BUS_ADDRESS"] = address;
+    }
+
+    program_result start_again(const strings &words) const
+    {
+        program_call call = user.call(words);
+        call.arguments[0] = PAPERMILL_BUNDLE "/Linux/papermill-desktop";
+        return run_program(call);
+    }
+
+    bool is_visible() const
+    {
+        return !desk.xdotool({"search", "--onlyvisible", "--name", "^papermill-desktop$"}).empty();
+    }
+
+    std::unique_ptr<running_program> bus;
+};
+
+} // namespace
+
+TEST_F(WindowOnABus, ASecondStartBringsTheHiddenConsoleBack)
+{
+    start({});
+    desk.press("alt+F4");
+    ASSERT_TRUE(eventually([&] { return !is_visible(); }));
+    const program_result second = start_again({});
+    EXPECT_EQ(second.status, 0);
+    EXPECT_EQ(second.out + second.err, "");
+    EXPECT_TRUE(eventually([&] { return is_visible(); }));
+    EXPECT_TRUE(desk.wait_for_focus(console));
+    end_with_quit();
+}
+
+TEST_F(WindowOnABus, WhenTheFirstHasEndedAnotherStartIsTheFirst)
+{
+    start({});
+    end_with_quit();
+    start({});
+    EXPECT_EQ(start_again({}).status, 0);
+    end_with_quit();
+}
+
+TEST_F(WindowOnABus, ABusThatDiesEndsNothing)
+{
+    start({});
+    bus.reset();
+    desk.press("alt+F4");
+    EXPECT_TRUE(eventually([&] { return !is_visible(); }));
+    program->send_signal(SIGTERM);
+    EXPECT_EQ(program->finish().status, 0);
+    EXPECT_EQ(user.leftovers(), strings());
+}

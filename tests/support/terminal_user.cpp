@@ -15,8 +15,12 @@ terminal_user::terminal_user(const std::string &suffix)
     : work(root.make_folder("work" + suffix)), home(root.make_folder("home" + suffix)),
       tmp(root.make_folder("tmp" + suffix))
 {
-    environment = {
-        {"HOME", home}, {"TMPDIR", tmp}, {"XDG_CONFIG_HOME", std::nullopt}, {"LC_ALL", "C.UTF-8"}};
+    // Nor is the user's own session bus any business of the tests.
+    environment = {{"HOME", home},
+                   {"TMPDIR", tmp},
+                   {"XDG_CONFIG_HOME", std::nullopt},
+                   {"DBUS_SESSION_BUS_ADDRESS", std::nullopt},
+                   {"LC_ALL", "C.UTF-8"}};
 }
 
 program_call terminal_user::call(const std::vector<std::string> &words) const
