@@ -155,7 +155,8 @@ void Finalize()
 WindowRef SetUpTextWindow(char *title)
 {
     InitMLTE();
-    sMouseRgn = NewRgn();
+    if (sMouseRgn == nullptr)
+        sMouseRgn = NewRgn();
     SetRectRgn(sMouseRgn, -32767, -32767, 32767, 32767);
     Rect bounds = {};
     if (!GetWindow(&bounds))
