@@ -305,10 +305,7 @@ bool refuse_unusable_input(const char *input)
 
 bool refuse_own_input(const char *input, const char *output)
 {
-    struct stat in = {};
-    struct stat out = {};
-    if (stat(input, &in) != 0 || stat(output, &out) != 0 || in.st_dev != out.st_dev ||
-        in.st_ino != out.st_ino)
+    if (!same_file(input, output))
         return false;
     text_printf("%s: the output would replace the input. Choose another name.\n", input);
     conversion_failed();

@@ -1,5 +1,6 @@
 #include "settings/path_utils.h"
 
+#include "platform/core/atomic_file.h"
 #include "platform/strings.h"
 
 #include <climits>
@@ -7,12 +8,8 @@
 #include <cstring>
 #include <string>
 #include <strings.h>
+#include <sys/stat.h>
 #include <unistd.h>
-
-static std::string with_slash(const std::string &folder)
-{
-    return folder == "/" ? folder : folder + "/";
-}
 
 char *mfgets(char *buffer, int size, std::FILE *stream)
 {
@@ -44,22 +41,12 @@ int has_extension(const char *path, const char *extension)
 
 std::string absolute_path(const std::string &path)
 {
-    std::string whole = path;
-    if (path.empty() || path[0] != '/') {
-        char folder[PATH_MAX];
-        if (getcwd(folder, sizeof folder) == nullptr)
-            return "";
-        whole = with_slash(folder) + path;
-    }
-    const std::size_t slash = whole.rfind('/');
-    std::string folder = whole.substr(0, slash + 1);
-    if (folder.find("/./") != std::string::npos || folder.find("/../") != std::string::npos) {
-        char *real = realpath(folder.c_str(), nullptr); // null: it will be told that it is missing
-        if (real != nullptr)
-            folder = with_slash(real);
-        std::free(real);
-    }
-    return folder + whole.substr(slash + 1);
+    if (!path.empty() && path[0] == '/')
+        return platform::without_dots(path);
+    char folder[PATH_MAX];
+    if (getcwd(folder, sizeof folder) == nullptr)
+        return "";
+    return platform::without_dots(platform::in_folder(folder, path));
 }
 
 bool derive_output(const char *input, const char *extension, char *output, std::size_t size)
@@ -68,6 +55,14 @@ bool derive_output(const char *input, const char *extension, char *output, std::
     std::string derived(input, dot == nullptr ? input + std::strlen(input) : dot);
     derived += extension;
     return platform::copy_whole(output, size, derived.c_str());
+}
+
+bool same_file(const char *a, const char *b)
+{
+    struct stat first = {};
+    struct stat second = {};
+    return stat(a, &first) == 0 && stat(b, &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
 }
 
 OSErr set_file_info(const char *path, OSType creator, OSType type)

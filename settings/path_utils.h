@@ -29,6 +29,9 @@ bool derive_output(const char *input, const char *extension, char *output, std::
 // the current folder is gone.
 std::string absolute_path(const std::string &path);
 
+// True when both paths lead to one file (by device and inode, links followed).
+bool same_file(const char *a, const char *b);
+
 // Gives the file that creator and type, keeping the rest of its Finder information. Returns the
 // File Manager's result.
 OSErr set_file_info(const char *path, OSType creator, OSType type);

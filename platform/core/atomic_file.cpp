@@ -134,6 +134,22 @@ std::string platform::name_in_folder(const std::string &path)
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
+std::string platform::in_folder(const std::string &folder, const std::string &name)
+{
+    return folder == "/" ? folder + name : folder + "/" + name;
+}
+
+std::string platform::without_dots(const std::string &path)
+{
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    if (folder.find("/./") == std::string::npos && folder.find("/../") == std::string::npos)
+        return path;
+    char *real = realpath(folder.c_str(), nullptr);
+    const std::string result = real == nullptr ? path : in_folder(real, name_in_folder(path));
+    std::free(real);
+    return result;
+}
+
 OSErr platform::follow_links(const std::string &path, std::string *followed)
 {
     char *resolved = realpath(path.c_str(), nullptr);

@@ -18,6 +18,13 @@ OSErr os_error(int number);
 std::string folder_of(const std::string &path);
 std::string name_in_folder(const std::string &path);
 
+// The path of what has that name in the folder.
+std::string in_folder(const std::string &folder, const std::string &name);
+
+// The absolute path without "." and ".." among its folders, as the system follows them. The path
+// itself where one of its folders is missing.
+std::string without_dots(const std::string &path);
+
 // The path with every link followed. Where nothing is there: the path itself, unless it is a link
 // that leads nowhere, which is fnfErr.
 OSErr follow_links(const std::string &path, std::string *followed);

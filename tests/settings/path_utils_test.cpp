@@ -154,6 +154,20 @@ TEST(AbsolutePath, HasNoneInAFolderThatIsGone)
     }));
 }
 
+TEST(SameFile, IsToldByDeviceAndInode)
+{
+    temporary_folder folder;
+    const std::string a = folder.write("a", "");
+    const std::string b = folder.write("b", "");
+    ASSERT_EQ(link(a.c_str(), (folder / "hard").c_str()), 0);
+    ASSERT_EQ(symlink("a", (folder / "link").c_str()), 0);
+    EXPECT_TRUE(same_file(a.c_str(), (folder / "hard").c_str()));
+    EXPECT_TRUE(same_file(a.c_str(), (folder / "link").c_str()));
+    EXPECT_FALSE(same_file(a.c_str(), b.c_str()));
+    EXPECT_FALSE(same_file((folder / "absent").c_str(), (folder / "absent").c_str()));
+    EXPECT_FALSE(same_file(a.c_str(), ""));
+}
+
 TEST(FileCodes, AreSetAndRead)
 {
     temporary_folder folder;
