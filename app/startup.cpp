@@ -14,6 +14,7 @@
 #include "platform/resources.h"
 #include "platform/strings.h"
 #include "platform/windows.h"
+#include "settings/file_choosers.h"
 #include "settings/prefs_store.h"
 
 #include <csignal>
@@ -50,6 +51,7 @@ int initial()
     CheckSystem();
     SetUpCursors();
     SetDialogFont(0);
+    CreateNavUPP1();
     GetFolders();
     getMachOCalls();
     check_config();

@@ -59,6 +59,8 @@ TEST(Documents, EveryMessageIsExplained)
             collect(entry.path(), R"(complain\()", &messages);
         }
     }
+    for (const char *chooser : {"settings/file_choosers.cpp", "platform/qt/chooser.cpp"})
+        collect(root + "/" + chooser, R"((?:refuse_choice|show_refusal)\(\s*\w+,)", &messages);
     collect(root + "/resources/bin/gs.script", "echo", &messages);
     messages.erase("$result $ending"); // written into a file, not said
     ASSERT_GT(messages.size(), 40U);

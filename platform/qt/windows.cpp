@@ -180,6 +180,8 @@ WindowRef platform::window_of(const QWidget *widget)
                                         [&](const auto &each) { return each.widget == widget; });
         if (found != windows.end())
             return &*found;
+        if (widget->isWindow())
+            return nullptr; // a chooser or a message, whose keys are its own
     }
     return nullptr;
 }

@@ -8,6 +8,7 @@
 #include "console/console_window.h"
 #include "platform/processes.h"
 #include "platform/resources.h"
+#include "settings/file_choosers.h"
 #include "settings/prefs_store.h"
 #include "tests/support/spine_test.h"
 
@@ -184,9 +185,9 @@ TEST_F(StartUp, DebugIsOnWhenItsSettingBeginsWithOne)
 {
     initial();
     EXPECT_EQ(doDebug, 0); // missing
-    const std::pair<const char *, int> values[] = {{"1", 1},   {"10", 1}, {"0", 0}, {"", 0},
-                                                   {"yes", 0}, {" 1", 0}, {"01", 0}};
-    for (const auto &[value, on] : values) {
+    const std::pair<const char *, int> cases[] = {{"1", 1},   {"10", 1}, {"0", 0}, {"", 0},
+                                                  {"yes", 0}, {" 1", 0}, {"01", 0}};
+    for (const auto &[value, on] : cases) {
         set_setting("DEBUG1", value);
         delete_console_text();
         doDebug = 99;
@@ -200,9 +201,9 @@ TEST_F(StartUp, PdftopsIsUsedUnlessItsSettingBeginsWithZero)
     usePDFTOPS = 99;
     initial();
     EXPECT_EQ(usePDFTOPS, 0); // missing
-    const std::pair<const char *, int> values[] = {{"0", 0},   {"", 0},   {"00", 0}, {"1", 1},
-                                                   {"yes", 1}, {"no", 1}, {" ", 1}};
-    for (const auto &[value, used] : values) {
+    const std::pair<const char *, int> cases[] = {{"0", 0},   {"", 0},   {"00", 0}, {"1", 1},
+                                                  {"yes", 1}, {"no", 1}, {" ", 1}};
+    for (const auto &[value, used] : cases) {
         set_setting("PDFTOPS_STR", value);
         delete_console_text();
         hasPDFTOPS = 0;
@@ -217,9 +218,9 @@ TEST_F(StartUp, TheTiffFormatIsANumber)
     tiff_format = 99;
     initial();
     EXPECT_EQ(tiff_format, 1); // missing
-    const std::pair<const char *, int> values[] = {{"0", 1},   {"", 1},    {"07", 1}, {"7", 7},
-                                                   {"12", 12}, {"abc", 0}, {"3x", 3}};
-    for (const auto &[value, number] : values) {
+    const std::pair<const char *, int> cases[] = {{"0", 1},   {"", 1},    {"07", 1}, {"7", 7},
+                                                  {"12", 12}, {"abc", 0}, {"3x", 3}};
+    for (const auto &[value, number] : cases) {
         set_setting("TIFFFORMAT", value);
         delete_console_text();
         tiff_format = 99;
@@ -234,7 +235,9 @@ TEST_F(StartUp, EverythingStandsAfterwards)
 {
     appPID = 0;
     theConsole = nullptr;
+    eventProc1 = nullptr;
     EXPECT_EQ(initial(), 1);
+    EXPECT_EQ(eventProc1, &myEventProc1);
     EXPECT_NE(theConsole, nullptr);
     EXPECT_EQ(FrontWindow(), theConsole);
     EXPECT_STREQ(reinterpret_cast<char *>(ptitle), "unit_tests");
