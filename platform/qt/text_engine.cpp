@@ -220,11 +220,8 @@ void TXNForceUpdate(TXNObject object)
         object->view->draw_now();
 }
 
-void TXNUpdate(TXNObject object)
-{
-    if (object != nullptr)
-        object->view->bring_up_to_date();
-}
+// The view draws itself as soon as it is out of date.
+void TXNUpdate(TXNObject /*object*/) {}
 
 void TXNIdle(TXNObject object)
 {

@@ -22,8 +22,8 @@ void text_rows::set_look(const QFont &new_font, qreal new_width)
     row_ascent = std::round(metrics.ascent() + (row_height - metrics.height()) / 2);
     tab_width = 8 * metrics.horizontalAdvance(QLatin1Char(' '));
     columns = std::max(1.0, width / std::max(1.0, metrics.averageCharWidth()));
-    for (char c = 32; c < 127; ++c)
-        advances[static_cast<std::size_t>(c)] = metrics.horizontalAdvance(QLatin1Char(c));
+    for (unsigned char c = 32; c < 127; ++c)
+        advances[c] = metrics.horizontalAdvance(QLatin1Char(static_cast<char>(c)));
     text_changed();
 }
 
@@ -152,7 +152,7 @@ bool text_rows::surely_fits(std::string_view bytes) const
     for (const char c : bytes) {
         if (c < 32 || c == 127)
             return false;
-        used += advances[static_cast<std::size_t>(c)];
+        used += advances[static_cast<unsigned char>(c)];
         if (used > room)
             return false;
     }

@@ -67,7 +67,7 @@ public:
     row_place row_of(std::size_t place);
     std::size_t start_of(row_place place);
     std::size_t end_of(row_place place); // the row's last place, ahead of its line end
-    std::size_t place_at(row_place row, qreal x);
+    std::size_t place_at(row_place place, qreal x);
     qreal x_of(std::size_t place);
     qreal x_in(const row_of_piece &row, std::size_t place); // within the row's text
 

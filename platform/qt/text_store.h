@@ -1,6 +1,6 @@
 // The bytes of a long text, found again by line: what the text view shows a part of.
 //
-// The text lies in blocks of about 16 KB, each of whole pieces. A piece is a line with its line
+// The text lies in blocks of about 4 KB, each of whole pieces. A piece is a line with its line
 // end, or a part of a very long line, so that no layout ever has to do with a whole megabyte.
 #ifndef PAPERMILL_PLATFORM_QT_TEXT_STORE_H
 #define PAPERMILL_PLATFORM_QT_TEXT_STORE_H
@@ -38,8 +38,8 @@ struct text_block {
 
 class text_store {
 public:
-    static constexpr std::size_t piece_limit = 4096;  // bytes of a piece, or a few more
-    static constexpr std::size_t block_limit = 16384; // a block ends with the piece that gets there
+    static constexpr std::size_t piece_limit = 2048; // bytes of a piece, or a few more
+    static constexpr std::size_t block_limit = 4096; // a block ends with the piece that gets there
 
     void append(std::string_view bytes);
     void truncate(std::size_t size); // keeps the first bytes

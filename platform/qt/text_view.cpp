@@ -17,8 +17,9 @@
 
 namespace {
 
-constexpr int frame_time = 16;              // milliseconds between two drawings of text that grows
-constexpr int drag_time = 30;               // and between two steps of a drag beyond the edge
+constexpr int frame_time = 16;     // least milliseconds between two drawings of text that grows
+constexpr int longest_pause = 200; // and most, where a drawing takes long
+constexpr int drag_time = 30;      // and between two steps of a drag beyond the edge
 constexpr std::size_t longest_told = 65536; // bytes that a screen reader is told of at once
 
 // A part of a text that has been copied: it becomes a string only when somebody asks for it.
@@ -171,15 +172,22 @@ void text_view::stale()
 
 void text_view::bring_up_to_date()
 {
-    refresh.stop();
     if (!is_stale)
         return;
+    take_in();
+    viewport()->update();
+}
+
+// Makes the appended text count.
+void text_view::take_in()
+{
+    refresh.stop();
     is_stale = false;
     last_refresh.restart();
     shown_rows.text_grew();
     settle();
     tell_of_growth(told);
-    viewport()->update();
+    refresh_cost = last_refresh.elapsed();
 }
 
 void text_view::draw_now()
@@ -407,9 +415,15 @@ void text_view::scroll_to(std::size_t place)
 
 void text_view::paintEvent(QPaintEvent *event)
 {
-    bring_up_to_date();
-    QPainter painter(viewport());
+    QElapsedTimer painting;
+    painting.start();
     const QRect dirty = event->rect();
+    if (is_stale) {
+        take_in();
+        if (dirty != viewport()->rect())
+            viewport()->update(); // later: what has grown may have moved all the rest
+    }
+    QPainter painter(viewport());
     const QPalette::ColorGroup group = is_active ? QPalette::Active : QPalette::Inactive;
     painter.fillRect(dirty, palette().brush(group, QPalette::Base));
     painter.setPen(palette().color(group, QPalette::Text));
@@ -423,6 +437,11 @@ void text_view::paintEvent(QPaintEvent *event)
     }
     draw_caret(painter);
     shown_rows.drop_unused();
+    // Whatever a drawing costs, most of the time is for the work that is shown.
+    constexpr int share = 4;
+    refresh_pause =
+        std::clamp<qint64>((refresh_cost + painting.elapsed()) * share, frame_time, longest_pause);
+    last_refresh.restart();
 }
 
 void text_view::draw_row(QPainter &painter, const row_of_piece &row, std::int64_t y)
@@ -448,7 +467,7 @@ void text_view::draw_row(QPainter &painter, const row_of_piece &row, std::int64_
             line.cursorToX(static_cast<int>(drawn.unit_of(std::min(from, last) - row.piece_start)));
         qreal right = line.cursorToX(static_cast<int>(drawn.unit_of(to - row.piece_start)));
         if (ends_selected)
-            right += shown_rows.height() / 3;
+            right += shown_rows.height() / 3.0;
         painter.fillRect(QRectF(origin + QPointF(std::min(left, right), 0),
                                 QSizeF(std::abs(right - left), shown_rows.height())),
                          palette().brush(group, QPalette::Highlight));

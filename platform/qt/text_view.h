@@ -85,6 +85,7 @@ private:
     enum class unit { character, word, line };
 
     void stale();
+    void take_in();
     void make_exact(std::size_t block);
     void settle();
     void scroll(std::int64_t new_top);
@@ -102,7 +103,7 @@ private:
     bool scroll_key(QKeyEvent *event);
     bool select_key(QKeyEvent *event);
     void move_cursor(std::size_t place);
-    std::size_t vertical(int rows);
+    std::size_t vertical(int count);
     void draw_row(QPainter &painter, const row_of_piece &row, std::int64_t y);
     void draw_caret(QPainter &painter);
     void tell_of_growth(std::size_t old_size);
@@ -119,6 +120,8 @@ private:
     bool is_stale = false;
     QBasicTimer refresh;
     QElapsedTimer last_refresh;
+    qint64 refresh_cost = 0;  // milliseconds that the last one took
+    qint64 refresh_pause = 0; // and that are to be between two of them
 
     bool has_caret = false;
     bool caret_is_on = true;

@@ -17,6 +17,8 @@
 #include <QScrollBar>
 #include <QTest>
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <string>
@@ -435,6 +437,47 @@ TEST_F(QtConsole, TheCaretIsIdleWhileNobodyReads)
     TextIdle();
     get_text = 0;
     EXPECT_NE(view().grab().toImage(), with);
+}
+
+// ---- load ----
+
+namespace {
+
+long resident_kilobytes()
+{
+    const std::string status = read_file("/proc/self/status");
+    return std::atol(status.c_str() + status.find("VmRSS:") + std::strlen("VmRSS:"));
+}
+
+} // namespace
+
+TEST_F(QtConsole, AFloodOfOutputIsAllThereAndTakesLittleMoreThanItself)
+{
+    constexpr std::size_t size = 30000000;
+    constexpr std::size_t chunk = 1000;
+    std::string output;
+    for (int i = 0; output.size() < size; ++i)
+        output += "Line " + std::to_string(i) + " of a tool that says caf\xE9\n";
+    const long before = resident_kilobytes();
+    for (std::size_t at = 0; at < output.size(); at += chunk) {
+        const std::size_t left = std::min(chunk, output.size() - at);
+        WriteCharsToConsole(&output[at], static_cast<std::int32_t>(left));
+        if (at / chunk % 100 == 0)
+            QCoreApplication::processEvents();
+    }
+    FlushOutput();
+    ASSERT_EQ(view().text().size(), output.size());
+    std::replace(output.begin(), output.end(), '\n', '\r');
+    std::size_t at = 0;
+    view().text().for_each_part(0, output.size(), [&](std::string_view part) {
+        EXPECT_TRUE(output.compare(at, part.size(), part) == 0) << at;
+        at += part.size();
+        return true;
+    });
+    EXPECT_EQ(at, output.size());
+#ifndef __SANITIZE_ADDRESS__ // which keeps freed memory
+    EXPECT_LT((resident_kilobytes() - before) * 1024, static_cast<long>(2 * size));
+#endif
 }
 
 // ---- at quit ----
