@@ -544,7 +544,10 @@ void text_view::select(std::size_t new_anchor, std::size_t new_cursor)
     viewport()->update();
     if (!QAccessible::isActive())
         return;
-    QAccessibleEvent event(this, QAccessible::TextSelectionChanged);
+    int start = 0;
+    int end = 0;
+    QAccessible::queryAccessibleInterface(this)->textInterface()->selection(0, &start, &end);
+    QAccessibleTextSelectionEvent event(this, start, end);
     QAccessible::updateAccessibility(&event);
 }
 
