@@ -27,5 +27,6 @@ void ExecuteCommand()
     run.folder = curr_dir;
     run.launch_in_folder = true;
     run.subject = command.c_str();
+    run.doing = "Running:";
     run_and_wait(run);
 }

@@ -26,6 +26,7 @@ std::int32_t run_serial;
 run_ending last_ending;
 std::int32_t failed_conversions;
 unsigned char interrupted;
+unsigned char cancelDialog;
 
 unsigned char inBackground;
 unsigned char hasAqua;

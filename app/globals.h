@@ -56,6 +56,8 @@ extern run_ending last_ending;          // run_and_wait -> the terminal program
 extern std::int32_t failed_conversions; // conversions that gave no result; -> terminal program
 extern unsigned char interrupted;       // the user ended the program (Ctrl-C); -> dispatch
 
+extern unsigned char cancelDialog; // the last dialog was cancelled; its handler -> its opener
+
 // ---- flags and settings read at start-up ----
 extern unsigned char inBackground; // not the front process; initial, activation -> launchers
 extern unsigned char hasAqua;      // the Aqua menu layout; CheckSystem

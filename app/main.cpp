@@ -4,6 +4,7 @@
 #include "console/console_io.h"
 #include "console/console_text.h"
 #include "console/console_window.h"
+#include "dialogs/wait_progress.h"
 #include "engine/dispatch.h"
 #include "engine/tool_runner.h"
 #include "platform/core/session_bus.h"
@@ -133,6 +134,7 @@ int main(int argc, char **argv)
         text_printf("No folder for temporary files can be made, neither in $TMPDIR nor in /tmp. "
                     "Nothing can be converted.\n");
     install_handlers();
+    platform::on_processes_gone(tell_script_died);
     if (!asked.files.empty())
         InstallEventLoopTimer(GetCurrentEventLoop(), 0.0, 1.0, open_files, &asked.files, nullptr);
     RunApplicationEventLoop();

@@ -143,6 +143,7 @@ void do_ps2eps(const char *input)
     run_options run;
     run.banner = banner.c_str();
     run.subject = in_file;
+    run.output = out_file;
     run.copy_output = false;
     run.tell_result = false;
     run.tell_failure = false;

@@ -121,6 +121,7 @@ int do_eps2pnm(const char *eps, const char *pnm, int dpi, int w, int h)
         return 0;
     run_options run;
     run.subject = eps;
+    run.output = pnm;
     run.set_arrow = false;
     return run_and_wait(run);
 }

@@ -31,6 +31,7 @@ void run_on_files(const char *unix_tool)
     run.unix_tool = unix_tool;
     run.banner = banner.c_str();
     run.subject = in_file;
+    run.output = out_file;
     run.set_arrow = false;
     run_and_wait(run);
 }
@@ -85,6 +86,7 @@ void do_ps2ascii(const char *input)
     run_options run;
     run.banner = banner.c_str();
     run.subject = in_file;
+    run.output = out_file;
     run.copy_output = false;
     run.set_arrow = false;
     run_and_wait(run);
@@ -114,6 +116,7 @@ void do_pdf2dsc(const char *input, const char *output)
         run.banner = banner.c_str();
         run.folder = folder.c_str();
         run.subject = input;
+        run.output = output;
         run.set_arrow = false;
         run_and_wait(run);
     }

@@ -22,5 +22,8 @@ void run_pdfmerge(const char *list, const char *output, const char *folder)
     run.banner = banner.c_str();
     run.folder = folder;
     run.subject = output;
+    run.doing = "Merging:";
+    run.input = list;
+    run.output = output;
     run_and_wait(run);
 }

@@ -271,6 +271,7 @@ void do_pdf2pict(const char *input, const char *output)
     run.banner = banner.c_str();
     run.elapsed_after_cancel = true;
     run.subject = in_file;
+    run.output = outfile;
     run_and_wait(run);
 }
 

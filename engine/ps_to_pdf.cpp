@@ -46,6 +46,7 @@ void convert(const char *input, const char *output, const char *banner)
     run.unix_tool = pstopdf ? "pstopdf" : "gs";
     run.banner = banner;
     run.subject = input;
+    run.output = output;
     if (banner == nullptr && !pstopdf)
         run.flush = flush_after_result;
     run_and_wait(run);

@@ -45,5 +45,6 @@ void do_ps2tiff(const char *input)
     run_options run;
     run.banner = banner.c_str();
     run.subject = infile;
+    run.output = pattern;
     run_and_wait(run);
 }

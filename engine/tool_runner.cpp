@@ -4,6 +4,8 @@
 #include "app/globals.h"
 #include "console/console_io.h"
 #include "console/console_text.h"
+#include "dialogs/dialog_machinery.h"
+#include "dialogs/wait_progress.h"
 #include "engine/tool_environment.h"
 #include "engine/tool_launcher.h"
 #include "platform/events.h"
@@ -35,6 +37,7 @@ EventLoopTimerUPP timerUPP;
 EventLoopTimerRef theTimer;
 EventLoopRef myLoop;
 
+wait_subject waited_for;   // what the sheet tells of the run
 const char *prepared_from; // the user's file while a run works on a copy of it
 
 std::string run_folder()
@@ -60,6 +63,28 @@ run_ending ending_of(std::int32_t status)
     if (status == command_not_found)
         return ended_not_started;
     return status > 128 && status < 128 + NSIG ? ended_by_signal : ended_with_status;
+}
+
+// What the tools print, while they run.
+std::string output_of_tools(const run_options &options)
+{
+    return options.copy_output ? worksheet : run_folder() + "/messages";
+}
+
+wait_subject subject_of(const run_options &options, std::uint32_t start)
+{
+    const char *input = options.input != nullptr ? options.input : options.subject;
+    wait_subject subject;
+    subject.doing = options.doing;
+    if (input != nullptr)
+        subject.input = users_file(input);
+    // A step in between makes a file that is none of the user's.
+    const std::string output = options.output != nullptr ? options.output : "";
+    if (output.rfind(std::string(tmpPath) + "/", 0) != 0)
+        subject.output = output;
+    subject.output_of_tools = output_of_tools(options);
+    subject.start = start;
+    return subject;
 }
 
 // Reads what the script left in the run's folder: its tool's status and how it ended. A script
@@ -135,15 +160,17 @@ int run_and_wait(const run_options &options)
             InvokeTool1(command_line, options.folder);
         else
             InvokeTool(command_line);
-        if (!inBackground)
+        if (!inBackground) {
+            waited_for = subject_of(options, start);
             WaitForScript();
+        }
     }
 
     inRun = 0;
     if (options.copy_output)
         CopyWorksheet();
     else
-        std::rename((run_folder() + "/messages").c_str(), worksheet);
+        std::rename(output_of_tools(options).c_str(), worksheet);
     last_ending = read_ending();
     if (userCancel) {
         last_ending = ended_cancelled;
@@ -332,13 +359,17 @@ void WaitForScript()
         }
         SetWRefCon(waitWindow, wait_sheet_constant);
         ChangeWindowAttributes(waitWindow, kWindowStandardHandlerAttribute, 0);
+        InstallEventHandler(GetWindowEventTarget(waitWindow), doGetDialogHandlerUPP(),
+                            dialog_event_count, dialog_events, waitWindow);
         timerUPP = NewEventLoopTimerUPP(myTimer);
     }
+    begin_wait_progress(waitWindow, waited_for);
     ShowSheetWindow(waitWindow, theConsole);
     myLoop = GetCurrentEventLoop();
     InstallEventLoopTimer(myLoop, 0.0, timer_interval, timerUPP, nullptr, &theTimer);
     RunAppModalLoopForWindow(waitWindow);
     HideSheetWindow(waitWindow);
+    end_wait_progress();
     RemoveEventLoopTimer(theTimer);
     restore();
 }

@@ -10,8 +10,6 @@
 
 #include <cstdint>
 
-constexpr std::int32_t wait_sheet_constant = 145; // tells the wait sheet from other windows
-
 extern WindowRef waitWindow; // the wait sheet, made on first use; WaitForScript -> its handler
 
 enum flush_point { flush_never, flush_after_banner, flush_after_result };
@@ -30,6 +28,9 @@ struct run_options {
     bool set_arrow = true;             // restore() at the end
     bool tell_failure = true;          // else the caller does it: tell_failure()
     const char *subject = nullptr;     // the user's file or command, for the line on a failure
+    const char *doing = "Converting:"; // what the wait sheet calls it
+    const char *input = nullptr;       // what the sheet names; null: the subject
+    const char *output = nullptr;      // the file that is made; null: none is named
 };
 
 // Runs command_line: prints the banner, sets the flags, launches, waits unless inBackground, shows

@@ -25,6 +25,7 @@ struct EventTypeSpec {
 // to the window's text.
 constexpr OSType kEventClassKeyboard = four_chars("keyb");
 constexpr std::uint32_t kEventRawKeyDown = 1;
+constexpr std::uint32_t kEventRawKeyUp = 3;
 constexpr OSType kEventParamKeyMacCharCodes = four_chars("kchr"); // one byte
 constexpr OSType kEventParamKeyModifiers = four_chars("kmod");    // 32 bits
 
@@ -43,7 +44,11 @@ constexpr OSType kEventParamDimensions =
 // A control that has been pressed: the ControlRef is the parameter kEventParamDirectObject.
 constexpr OSType kEventClassControl = four_chars("cntl");
 constexpr std::uint32_t kEventControlHit = 1;
+constexpr std::uint32_t kEventControlClick = 13; // the button goes down over it
 constexpr OSType kEventParamDirectObject = four_chars("----");
+
+constexpr OSType kEventClassMouse = four_chars("mous");
+constexpr std::uint32_t kEventMouseMoved = 5;
 
 // The application comes to the front, goes to the background.
 constexpr OSType kEventClassApplication = four_chars("appl");
@@ -104,14 +109,15 @@ void RunApplicationEventLoop();
 
 struct EventRecord {
     std::uint16_t what;
-    std::uint32_t message;
-    std::uint32_t when; // ticks
+    std::uintptr_t message; // of an activate or update event: the window
+    std::uint32_t when;     // ticks
     Point where;
     std::uint16_t modifiers;
 };
 
 constexpr std::uint16_t mouseDown = 1;
 constexpr std::uint16_t kHighLevelEvent = 23;
+constexpr std::uint16_t activeFlag = 1; // a modifier: the window becomes active
 constexpr std::int16_t inMenuBar = 1;
 constexpr std::int16_t inContent = 3;
 

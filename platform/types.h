@@ -64,6 +64,10 @@ enum : OSErr {
     procNotFound = -600, // no such process
     gestaltUndefSelectorErr = -5551,
     eventNotHandledErr = -9874,
+    errDataNotSupported = -30581, // the control has no data of this tag
+    errUnknownControl = -30584,   // no such control
+    errCouldntSetFocus = -30585,  // the control takes no keys
+    errNoRootControl = -30587,    // the window has no controls
 };
 
 #endif

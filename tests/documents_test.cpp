@@ -53,7 +53,8 @@ void collect(const std::string &source, const std::string &call, std::set<std::s
 TEST(Documents, EveryMessageIsExplained)
 {
     std::set<std::string> messages;
-    for (const char *folder : {"app", "cli", "console", "engine", "settings", "stand_ins"}) {
+    for (const char *folder :
+         {"app", "cli", "console", "dialogs", "engine", "settings", "stand_ins"}) {
         for (const auto &entry : fs::directory_iterator(root + "/" + folder)) {
             collect(entry.path(), R"(text_printf\()", &messages);
             collect(entry.path(), R"(complain\()", &messages);
@@ -67,6 +68,19 @@ TEST(Documents, EveryMessageIsExplained)
     const std::string explained = document("messages.md");
     for (const std::string &message : messages)
         EXPECT_NE(explained.find("`" + message + "`"), std::string::npos) << message;
+}
+
+TEST(Documents, WhatTheWaitSheetSaysIsExplained)
+{
+    const std::string sheet = read_file(root + "/resources/ps2pdf.nib/wait.ui");
+    const std::string explained = document("messages.md");
+    const std::regex sentence("<string>([^<]*\\.)</string>");
+    int sentences = 0;
+    for (std::sregex_iterator it(sheet.begin(), sheet.end(), sentence), end; it != end; ++it) {
+        EXPECT_NE(explained.find("`" + std::string((*it)[1]) + "`"), std::string::npos) << (*it)[1];
+        ++sentences;
+    }
+    EXPECT_EQ(sentences, 2);
 }
 
 TEST(Documents, EveryLinkOfTheReadmeLeadsSomewhere)

@@ -14,10 +14,12 @@
 #include <QTest>
 #include <QWindow>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <sstream>
 #include <sys/wait.h>
+#include <utility>
 
 desktop_test::desktop_test()
 {
@@ -111,14 +113,49 @@ void desktop_test::during_the_wait(void (*action)())
         nullptr, &timer);
 }
 
-WindowRef make_test_window()
+void desktop_test::watch_the_wait(std::function<bool()> look)
+{
+    static std::function<bool()> wanted;
+    static bool looking; // what it does can turn the loop, too
+    static std::chrono::steady_clock::time_point deadline;
+    wanted = std::move(look);
+    deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    InstallEventLoopTimer(
+        GetCurrentEventLoop(), 0.0, 0.01,
+        [](EventLoopTimerRef own, void *) {
+            if (looking)
+                return;
+            looking = true;
+            const bool in_vain = std::chrono::steady_clock::now() > deadline;
+            if (in_vain || wanted())
+                RemoveEventLoopTimer(own);
+            looking = false;
+            if (in_vain) {
+                ADD_FAILURE() << "what was looked for did not come";
+                inScript = 0;
+            }
+        },
+        nullptr, nullptr);
+}
+
+static WindowRef make_nib_window(const char *file, const char *name)
 {
     IBNibRef nib = nullptr;
     WindowRef window = nullptr;
-    EXPECT_EQ(CreateNibReference("test", &nib), noErr);
-    EXPECT_EQ(CreateWindowFromNib(nib, "window", &window), noErr);
+    EXPECT_EQ(CreateNibReference(file, &nib), noErr);
+    EXPECT_EQ(CreateWindowFromNib(nib, name, &window), noErr);
     DisposeNibReference(nib);
     return window;
+}
+
+WindowRef make_test_window()
+{
+    return make_nib_window("test", "window");
+}
+
+WindowRef make_wait_sheet()
+{
+    return make_nib_window("ps2pdf", "wait");
 }
 
 QWidget *control_of(WindowRef window, int id)

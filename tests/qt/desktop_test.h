@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 
 class QWidget;
@@ -32,6 +33,10 @@ protected:
     // Calls the function once, as soon as the loop of the next wait turns.
     static void during_the_wait(void (*action)());
 
+    // Calls the function again and again while the loop of the next wait turns, until it returns
+    // true. After a minute in vain the wait is ended, and the test has failed.
+    static void watch_the_wait(std::function<bool()> look);
+
     temporary_folder folder; // for the test's files
 
 private:
@@ -41,6 +46,9 @@ private:
 // A window of the tests' own interface file: two buttons with the IDs 1 and 2, and between them a
 // field with the ID 3.
 WindowRef make_test_window();
+
+// The wait sheet's window, which stands in no other one yet.
+WindowRef make_wait_sheet();
 
 // The control of the window with that ID.
 QWidget *control_of(WindowRef window, int id);

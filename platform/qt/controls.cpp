@@ -1,0 +1,237 @@
+#include "platform/controls.h"
+
+#include "platform/dialogs.h"
+#include "platform/qt/state.h"
+
+#include <QEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr char whole_text[] = "wholeText"; // the property that keeps what an eliding label shows
+
+QWidget *widget_of(ControlRef control)
+{
+    return reinterpret_cast<QWidget *>(control);
+}
+
+QString signature_text(OSType signature)
+{
+    QString text;
+    for (int shift = 24; shift >= 0; shift -= 8)
+        text += QChar(static_cast<char16_t>(signature >> shift & 0xFFU));
+    return text;
+}
+
+Qt::TextElideMode elide_mode(const QLabel *label)
+{
+    const QString mode = label->property("elide").toString();
+    if (mode == QLatin1String("middle"))
+        return Qt::ElideMiddle;
+    return mode == QLatin1String("right") ? Qt::ElideRight : Qt::ElideNone;
+}
+
+// Shows as much of the whole text as has room, and all of it to who points at it or listens.
+void elide(QLabel *label)
+{
+    const QString whole = label->property(whole_text).toString();
+    const QString shown =
+        label->fontMetrics().elidedText(whole, elide_mode(label), label->contentsRect().width());
+    // It stands beside its caption, whichever way its own text runs.
+    const bool right = label->layoutDirection() == Qt::RightToLeft;
+    label->setAlignment((right ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignAbsolute |
+                        Qt::AlignVCenter);
+    label->setText(shown);
+    label->setAccessibleName(whole);
+    label->setToolTip(shown == whole ? QString()
+                                     : QStringLiteral("<p style=\"white-space: pre-wrap\">%1</p>")
+                                           .arg(whole.toHtmlEscaped()));
+}
+
+// Elides a label anew when there is another width or another font.
+class elider : public QObject {
+public:
+    explicit elider(QLabel *label) : QObject(label)
+    {
+        label->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Resize || event->type() == QEvent::FontChange ||
+            event->type() == QEvent::LayoutDirectionChange)
+            elide(static_cast<QLabel *>(watched));
+        return false;
+    }
+};
+
+void set_label(QLabel *label, const QString &text)
+{
+    label->setTextFormat(Qt::PlainText); // a name may look like anything
+    if (elide_mode(label) == Qt::ElideNone) {
+        label->setText(text);
+        return;
+    }
+    if (!label->property(whole_text).isValid())
+        new elider(label); // which the label owns
+    label->setProperty(whole_text, text);
+    elide(label);
+}
+
+} // namespace
+
+OSStatus GetControlByID(WindowRef window, const ControlID *id, ControlRef *control)
+{
+    if (window == nullptr)
+        return errUnknownControl;
+    const QString signature = signature_text(id->signature);
+    for (QWidget *widget : window->widget->findChildren<QWidget *>()) {
+        const QVariant number = widget->property("controlID");
+        if (number.isValid() && number.toInt() == id->id &&
+            widget->property("controlSignature").toString() == signature) {
+            *control = reinterpret_cast<ControlRef>(widget);
+            return noErr;
+        }
+    }
+    return errUnknownControl;
+}
+
+OSStatus GetControlID(ControlRef control, ControlID *id)
+{
+    if (control == nullptr || !widget_of(control)->property("controlID").isValid())
+        return errUnknownControl;
+    id->signature = 0;
+    for (const QChar letter : widget_of(control)->property("controlSignature").toString())
+        id->signature = id->signature << 8 | static_cast<unsigned char>(letter.toLatin1());
+    id->id = widget_of(control)->property("controlID").toInt();
+    return noErr;
+}
+
+OSErr GetControlData(ControlRef control, ControlPartCode /*part*/, OSType tag, std::size_t size,
+                     void *buffer, std::size_t *actual)
+{
+    if (control == nullptr)
+        return errUnknownControl;
+    if (tag != kControlStaticTextTextTag)
+        return errDataNotSupported;
+    QByteArray text;
+    if (const auto *label = qobject_cast<QLabel *>(widget_of(control))) {
+        const QVariant whole = label->property(whole_text);
+        text = (whole.isValid() ? whole.toString() : label->text()).toUtf8();
+    } else if (const auto *field = qobject_cast<QLineEdit *>(widget_of(control))) {
+        text = field->text().toUtf8();
+    } else {
+        return errDataNotSupported;
+    }
+    const auto length = static_cast<std::size_t>(text.size());
+    std::memcpy(buffer, text.constData(), std::min(size, length));
+    if (actual != nullptr)
+        *actual = length;
+    return noErr;
+}
+
+OSErr SetControlData(ControlRef control, ControlPartCode /*part*/, OSType tag, std::size_t size,
+                     const void *data)
+{
+    if (control == nullptr)
+        return errUnknownControl;
+    auto *label = qobject_cast<QLabel *>(widget_of(control));
+    auto *field = qobject_cast<QLineEdit *>(widget_of(control));
+    auto *bar = qobject_cast<QProgressBar *>(widget_of(control));
+    if (tag == kControlStaticTextTextTag && (label != nullptr || field != nullptr)) {
+        const QString text =
+            QString::fromUtf8(static_cast<const char *>(data), static_cast<qsizetype>(size));
+        if (label != nullptr)
+            set_label(label, text);
+        else
+            field->setText(text);
+        return noErr;
+    }
+    if (tag == kControlEditTextSelectionTag && field != nullptr) {
+        ControlEditTextSelectionRec selection = {};
+        std::memcpy(&selection, data, std::min(size, sizeof selection));
+        field->setSelection(selection.selStart, selection.selEnd - selection.selStart);
+        return noErr;
+    }
+    if (tag == kControlProgressBarIndeterminateTag && bar != nullptr) {
+        const bool indeterminate = *static_cast<const Boolean *>(data) != 0;
+        bar->setRange(0, indeterminate ? 0 : std::max(1, bar->maximum()));
+        return noErr;
+    }
+    return errDataNotSupported;
+}
+
+void SetControl32BitMaximum(ControlRef control, std::int32_t maximum)
+{
+    if (auto *bar = qobject_cast<QProgressBar *>(widget_of(control)))
+        bar->setMaximum(maximum);
+}
+
+void SetControl32BitValue(ControlRef control, std::int32_t value)
+{
+    if (auto *bar = qobject_cast<QProgressBar *>(widget_of(control)))
+        bar->setValue(value);
+}
+
+void Draw1Control(ControlRef control)
+{
+    if (control != nullptr)
+        widget_of(control)->update();
+}
+
+void ShowControl(ControlRef control)
+{
+    if (control != nullptr)
+        widget_of(control)->show();
+}
+
+void HideControl(ControlRef control)
+{
+    if (control != nullptr)
+        widget_of(control)->hide();
+}
+
+OSErr SetKeyboardFocus(WindowRef window, ControlRef control, ControlPartCode /*part*/)
+{
+    if (window == nullptr || control == nullptr)
+        return errUnknownControl;
+    if (widget_of(control)->focusPolicy() == Qt::NoFocus)
+        return errCouldntSetFocus;
+    widget_of(control)->setFocus();
+    return noErr;
+}
+
+OSErr GetRootControl(WindowRef window, ControlRef *root)
+{
+    if (window == nullptr)
+        return errNoRootControl;
+    *root = reinterpret_cast<ControlRef>(window->widget);
+    return noErr;
+}
+
+OSErr ActivateControl(ControlRef control)
+{
+    if (control == nullptr)
+        return errUnknownControl;
+    widget_of(control)->setEnabled(true);
+    return noErr;
+}
+
+OSErr DeactivateControl(ControlRef control)
+{
+    if (control == nullptr)
+        return errUnknownControl;
+    widget_of(control)->setEnabled(false);
+    return noErr;
+}
+
+void DrawDialog(DialogRef dialog)
+{
+    if (dialog != nullptr)
+        GetDialogWindow(dialog)->widget->update();
+}
