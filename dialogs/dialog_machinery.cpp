@@ -59,8 +59,7 @@ OSStatus dialogEventHandler(EventHandlerCallRef /*call*/, EventRef event, void *
     if (event_class == kEventClassControl && kind == kEventControlHit) {
         ControlRef control = nullptr;
         ControlID id = {};
-        if (GetEventParameter(event, kEventParamDirectObject, sizeof(ControlRef), &control) ==
-                noErr &&
+        if (GetEventParameter(event, kEventParamDirectObject, sizeof(void *), &control) == noErr &&
             GetControlID(control, &id) == noErr)
             return control_hit(static_cast<WindowRef>(window), id.id);
     }

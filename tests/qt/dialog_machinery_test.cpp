@@ -124,7 +124,7 @@ TEST_F(DialogMachinery, OtherControlsAndEventsAreLeftToOthers)
     OpaqueEvent hit = {kEventClassControl, kEventControlHit, {}};
     EXPECT_EQ(dialogEventHandler(nullptr, &hit, window), eventNotHandledErr); // hit what?
     QWidget *field = control_of(window, field_id);
-    SetEventParameter(&hit, kEventParamDirectObject, sizeof(QWidget *), &field);
+    SetEventParameter(&hit, kEventParamDirectObject, sizeof(void *), &field);
     inScript = 1;
     EXPECT_EQ(dialogEventHandler(nullptr, &hit, window), eventNotHandledErr);
     EXPECT_EQ(inScript, 1);
