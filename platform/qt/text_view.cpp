@@ -461,29 +461,28 @@ void text_view::draw_row(QPainter &painter, const row_of_piece &row, std::int64_
     const std::size_t to = std::min(last, selection_end());
     const bool ends_selected = is_last && row.drawn->piece.ends_line && selection_start() <= last &&
                                selection_end() > last;
-    const QPalette::ColorGroup group = is_active ? QPalette::Active : QPalette::Inactive;
-    if (from < to || ends_selected) {
-        const qreal left =
-            line.cursorToX(static_cast<int>(drawn.unit_of(std::min(from, last) - row.piece_start)));
-        qreal right = line.cursorToX(static_cast<int>(drawn.unit_of(to - row.piece_start)));
-        if (ends_selected)
-            right += shown_rows.height() / 3.0;
-        painter.fillRect(QRectF(origin + QPointF(std::min(left, right), 0),
-                                QSizeF(std::abs(right - left), shown_rows.height())),
-                         palette().brush(group, QPalette::Highlight));
-    }
-    const QPointF at = origin + QPointF(line.x(), shown_rows.ascent() - line.ascent());
-    const QPointF line_origin(at - QPointF(line.x(), line.y()));
-    painter.save();
-    line.draw(&painter, line_origin);
-    if (from < to) {
-        const qreal a = line.cursorToX(static_cast<int>(drawn.unit_of(from - row.piece_start)));
-        const qreal b = line.cursorToX(static_cast<int>(drawn.unit_of(to - row.piece_start)));
-        painter.setClipRect(QRectF(origin + QPointF(std::min(a, b), 0),
-                                   QSizeF(std::abs(b - a), shown_rows.height())));
-        painter.setPen(palette().color(group, QPalette::HighlightedText));
+    const QPointF line_origin = origin + QPointF(0, shown_rows.ascent() - line.ascent() - line.y());
+    if (from >= to && !ends_selected) {
         line.draw(&painter, line_origin);
+        return;
     }
+
+    const qreal left =
+        line.cursorToX(static_cast<int>(drawn.unit_of(std::min(from, last) - row.piece_start)));
+    qreal right = line.cursorToX(static_cast<int>(drawn.unit_of(to - row.piece_start)));
+    if (ends_selected)
+        right += shown_rows.height() / 3.0;
+    const QRect selected = QRectF(origin + QPointF(std::min(left, right), 0),
+                                  QSizeF(std::abs(right - left), shown_rows.height()))
+                               .toRect();
+    const QPalette::ColorGroup group = is_active ? QPalette::Active : QPalette::Inactive;
+    painter.save();
+    painter.setClipRegion(QRegion(viewport()->rect()) - selected);
+    line.draw(&painter, line_origin);
+    painter.setClipRect(selected);
+    painter.fillRect(selected, palette().brush(group, QPalette::Highlight));
+    painter.setPen(palette().color(group, QPalette::HighlightedText));
+    line.draw(&painter, line_origin);
     painter.restore();
 }
 
