@@ -6,9 +6,12 @@
 #include "console/console_io.h"
 #include "console/console_text.h"
 #include "engine/tool_launcher.h"
+#include "platform/files.h"
 #include "platform/fonts.h"
 #include "platform/quickdraw.h"
 #include "platform/strings.h"
+#include "settings/file_prompts.h"
+#include "settings/path_utils.h"
 #include "settings/prefs_store.h"
 
 #include <cstdio>
@@ -251,6 +254,35 @@ void SetFontAndSize()
     TXNSelectAll(text);
     TXNSetTypeAttributes(text, std::size(attributes), attributes, kTXNUseCurrentSelection,
                          kTXNUseCurrentSelection);
+}
+
+void SaveConsole()
+{
+    char path[path_size];
+    if (!put_file("Save console output as", "console.log", path))
+        return;
+    FSSpec spec = {};
+    FSPathMakeFSSpec(path, &spec, nullptr);
+    constexpr std::int16_t system_script = -1;
+    FSpCreate(&spec, four_chars("MPS "), four_chars("TEXT"), system_script);
+    constexpr std::int8_t to_read_and_write = 3;
+    FSIORefNum file = 0;
+    if (FSpOpenDF(&spec, to_read_and_write, &file) != noErr) {
+        std::printf("can't open data fork");
+        std::fflush(stdout);
+        return;
+    }
+    SetEOF(file, 0);
+    const OSStatus error =
+        TXNSave(text, kTXNTextData, four_chars("MPSR"), kTXNMacOSEncoding, &spec, file, 0);
+    FSClose(file);
+    if (error != noErr)
+        return;
+    FInfo info = {};
+    FSpGetFInfo(&spec, &info);
+    info.fdCreator = four_chars("ttxt"); // so that it opens in the system's editor
+    info.fdType = four_chars("TEXT");
+    FSpSetFInfo(&spec, &info);
 }
 
 void TextCleanUp()

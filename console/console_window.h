@@ -30,6 +30,10 @@ void SaveWindow(const Rect *rect);
 
 void SetFontAndSize(); // gives all the text the font and the size that the settings name
 
+// Saves the console's text in a file that the user chooses, with line feeds at the ends of lines; a
+// text file of the system's editor.
+void SaveConsole();
+
 // At quit: saves the window's place and deletes the text object.
 void TextCleanUp();
 

@@ -7,12 +7,16 @@
 #include "platform/fonts.h"
 #include "platform/qt/state.h"
 #include "platform/qt/text_view.h"
+#include "settings/path_utils.h"
 #include "settings/prefs_store.h"
+#include "tests/qt/chooser_user.h"
 #include "tests/qt/desktop_test.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QClipboard>
 #include <QFontInfo>
+#include <QLineEdit>
 #include <QScreen>
 #include <QScrollBar>
 #include <QTest>
@@ -23,6 +27,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -437,6 +442,79 @@ TEST_F(QtConsole, TheCaretIsIdleWhileNobodyReads)
     TextIdle();
     get_text = 0;
     EXPECT_NE(view().grab().toImage(), with);
+}
+
+// ---- saving ----
+
+TEST_F(QtConsole, ASavedConsoleIsATextFileWithLineFeeds)
+{
+    text_printf("caf\xE9\n%s\n", "next");
+    chooser_user user;
+    user.in_chooser([&](QFileDialog &chooser) {
+        EXPECT_EQ(chooser.windowTitle(), "Save console output as");
+        EXPECT_EQ(chooser.findChild<QLineEdit *>()->text(), "console.log");
+        type_name(chooser, folder / "my log");
+        press_accept(chooser);
+    });
+    SaveConsole();
+    EXPECT_EQ(read_file(folder / "my log"), "caf\xE9\nnext\n");
+    OSType creator = 0;
+    OSType type = 0;
+    EXPECT_EQ(get_full_info((folder / "my log").c_str(), &creator, &type), 1);
+    EXPECT_EQ(creator, four_chars("ttxt"));
+    EXPECT_EQ(type, four_chars("TEXT"));
+    EXPECT_EQ(shown(), "caf\xC3\xA9\nnext\n");
+}
+
+TEST_F(QtConsole, AnOlderLogIsReplacedWhole)
+{
+    text_printf("short\n");
+    folder.write("console.log", std::string(100000, 'x'));
+    chooser_user user;
+    user.in_chooser([&](QFileDialog &chooser) {
+        type_name(chooser, folder / "console.log");
+        press_accept(chooser);
+    });
+    user.in_message([](QMessageBox &message) {
+        for (QAbstractButton *button : message.buttons()) {
+            if (button->text() == "&Replace")
+                QTest::mouseClick(button, Qt::LeftButton);
+        }
+    });
+    SaveConsole();
+    EXPECT_EQ(read_file(folder / "console.log"), "short\n");
+}
+
+TEST_F(QtConsole, ACancelledSaveSavesNothing)
+{
+    text_printf("text\n");
+    chooser_user user;
+    user.cancels();
+    SaveConsole();
+    EXPECT_TRUE(folder.names().empty());
+    EXPECT_EQ(shown(), "text\n");
+}
+
+TEST_F(QtConsole, ALogThatCannotBeOpenedIsToldOnStandardOutput)
+{
+    text_printf("text\n");
+    std::vector<FSIORefNum> all; // that can be open at a time
+    FSSpec spec = {};
+    const std::string other = folder.write("other", "");
+    ASSERT_EQ(FSPathMakeFSSpec(other.c_str(), &spec, nullptr), noErr);
+    for (FSIORefNum file = 0; FSpOpenDF(&spec, 1, &file) == noErr;)
+        all.push_back(file);
+    chooser_user user;
+    user.in_chooser([&](QFileDialog &chooser) {
+        type_name(chooser, folder / "console.log");
+        press_accept(chooser);
+    });
+    testing::internal::CaptureStdout();
+    SaveConsole();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "can't open data fork");
+    EXPECT_EQ(shown(), "text\n");
+    for (const FSIORefNum file : all)
+        FSClose(file);
 }
 
 // ---- load ----
