@@ -19,14 +19,10 @@ screen::screen(const std::string &geometry)
     if (!server->wait_for_output("\n"))
         throw std::runtime_error("Xvfb does not start");
     own_display = ":" + first_line(server->output());
-    program_call manage = {{"openbox"}, {{"DISPLAY", own_display}}};
-    manager = std::make_unique<running_program>(manage);
-    const bool managed = eventually([&] {
-        const program_result root = run_program(
-            {{"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"}, {{"DISPLAY", own_display}}});
-        return root.out.find("window id") != std::string::npos;
-    });
-    if (!managed)
+    // It tells when it has started: a window that comes just before that is lost.
+    manager = std::make_unique<running_program>(
+        program_call{{"openbox", "--startup", "echo ready"}, {{"DISPLAY", own_display}}});
+    if (!manager->wait_for_output("ready"))
         throw std::runtime_error("openbox does not start");
 }
 
@@ -60,9 +56,14 @@ std::string screen::wait_for_window(const std::string &title) const
     return window;
 }
 
+bool screen::has_focus(const std::string &window) const
+{
+    return first_line(xdotool({"getwindowfocus"})) == window;
+}
+
 bool screen::wait_for_focus(const std::string &window) const
 {
-    return eventually([&] { return first_line(xdotool({"getwindowfocus"})) == window; });
+    return eventually([&] { return has_focus(window); });
 }
 
 void screen::press(const std::string &keys) const

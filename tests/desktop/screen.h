@@ -25,6 +25,8 @@ public:
     // Waits for a visible window of that title. Its number, or "".
     std::string wait_for_window(const std::string &title) const;
 
+    bool has_focus(const std::string &window) const; // whether it has the keyboard
+
     // Waits until the window has the keyboard, and tells whether it came to it.
     bool wait_for_focus(const std::string &window) const;
 

@@ -70,8 +70,10 @@ struct another_window {
               {{"sh", "-c", "exec xev -name another > /dev/null"}, {{"DISPLAY", desk.display()}}}),
           number(desk.wait_for_window("another"))
     {
-        desk.xdotool({"windowactivate", "--sync", number});
-        EXPECT_TRUE(desk.wait_for_focus(number));
+        EXPECT_TRUE(eventually([&] { // the window manager may not have it yet
+            desk.xdotool({"windowactivate", number});
+            return desk.has_focus(number);
+        }));
     }
 
     const running_program program;
