@@ -42,8 +42,12 @@ void tell_activation(Qt::ApplicationState state)
     const bool active = state == Qt::ApplicationActive;
     OpaqueEvent event = {
         kEventClassApplication, active ? kEventAppActivated : kEventAppDeactivated, {}};
-    if (platform::send_event(GetApplicationEventTarget(), &event) == eventNotHandledErr && active)
-        platform::show_hidden_windows();
+    if (platform::send_event(GetApplicationEventTarget(), &event) != eventNotHandledErr)
+        return;
+    if (active)
+        platform::application_returns();
+    else
+        platform::application_leaves();
 }
 
 } // namespace

@@ -20,6 +20,7 @@ struct OpaqueWindow {
     QWidget *content = nullptr; // the text: it gets the keys that no handler takes; null: none
     bool takes_typing = false;  // whether keys are typed into the text at present
     bool hidden = false;        // by HideWindow
+    bool hidden_away = false;   // it was hidden when the application left the front
     bool size_asked = false;    // its handlers have told its smallest size
     QWidget *sheet = nullptr;   // that is attached to it at present
     GrafPort port = {};         // stands for the window where a port is asked for
@@ -37,9 +38,11 @@ void start_events();
 // Sees to it that keys reach the handlers before anything else. Once, like start_events().
 void start_keys();
 
-// Shows the windows of the program's own that were hidden: what an application does that comes to
-// the front.
-void show_hidden_windows();
+// The application leaves the front, and comes back to it: then windows of the program's own that
+// were hidden when it left are shown. One that is closed by the click that brings the application
+// to the front stays hidden, whichever of the two is told first.
+void application_leaves();
+void application_returns();
 
 // Shows the hidden windows and brings all of them to the front.
 void raise_windows();

@@ -151,20 +151,33 @@ bool in_front()
     return same != 0;
 }
 
+// Not a dialog, and no sheet.
+bool is_own_window(const OpaqueWindow &window)
+{
+    return window.kind == userKind && window.widget->isWindow();
+}
+
 } // namespace
 
-void platform::show_hidden_windows()
+void platform::application_leaves()
+{
+    for (OpaqueWindow &window : windows)
+        window.hidden_away = window.hidden;
+}
+
+void platform::application_returns()
 {
     for (OpaqueWindow &window : windows) {
-        if (window.hidden && window.kind == userKind && window.widget->isWindow())
+        if (window.hidden_away && window.hidden && is_own_window(window))
             ShowWindow(&window);
     }
 }
 
 void platform::raise_windows()
 {
-    show_hidden_windows();
     for (OpaqueWindow &window : windows) {
+        if (window.hidden && is_own_window(window))
+            ShowWindow(&window);
         if (!window.widget->isWindow() || !window.widget->isVisible())
             continue;
         window.widget->setWindowState(window.widget->windowState() & ~Qt::WindowMinimized);

@@ -265,3 +265,11 @@ TEST_F(QtWindows, AHiddenWindowComesBackWithTheApplication)
     emit qApp->applicationStateChanged(Qt::ApplicationActive);
     EXPECT_TRUE(theConsole->widget->isVisible());
 }
+
+TEST_F(QtWindows, AWindowThatIsClosedByTheClickThatActivatesStaysHidden)
+{
+    emit qApp->applicationStateChanged(Qt::ApplicationInactive);
+    HideWindow(theConsole);
+    emit qApp->applicationStateChanged(Qt::ApplicationActive);
+    EXPECT_FALSE(theConsole->widget->isVisible());
+}
