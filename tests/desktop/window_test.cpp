@@ -1,6 +1,7 @@
 // The window as a user meets it: real keys, a window manager, a display that dies.
 #include "tests/desktop/screen.h"
 #include "tests/support/eventually.h"
+#include "tests/support/own_bus.h"
 #include "tests/support/terminal_user.h"
 
 #include <gtest/gtest.h>
@@ -248,12 +249,8 @@ class WindowOnABus : public Window {
 protected:
     WindowOnABus()
     {
-        const std::string address = "unix:path=" + user.elsewhere("bus");
-        bus = std::make_unique<running_program>(
-            program_call{{"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address",
-                          "--address=" + address}});
-        EXPECT_TRUE(bus->wait_for_output(address));
-        user.environment["DBUS_SESSION_BUS_ADDRESS"] = address;
+        for (const auto &[name, value] : bus.environment())
+            user.environment[name] = value;
     }
 
     program_result start_again(const strings &words) const
@@ -263,7 +260,7 @@ protected:
         return run_program(call);
     }
 
-    std::unique_ptr<running_program> bus;
+    own_bus bus;
 };
 
 } // namespace
@@ -292,7 +289,7 @@ TEST_F(WindowOnABus, WhenTheFirstHasEndedAnotherStartIsTheFirst)
 TEST_F(WindowOnABus, ABusThatDiesEndsNothing)
 {
     start({});
-    bus.reset();
+    bus.stop();
     close_console();
     program->send_signal(SIGTERM);
     EXPECT_EQ(program->finish().status, 0);

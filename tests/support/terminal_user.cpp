@@ -20,6 +20,7 @@ terminal_user::terminal_user(const std::string &suffix)
                    {"TMPDIR", tmp},
                    {"XDG_CONFIG_HOME", std::nullopt},
                    {"DBUS_SESSION_BUS_ADDRESS", std::nullopt},
+                   {"XDG_RUNTIME_DIR", std::nullopt},
                    {"LC_ALL", "C.UTF-8"}};
 }
 
