@@ -18,6 +18,8 @@ constexpr DescType typeAppleEvent = four_chars("aevt");
 constexpr DescType typeChar = four_chars("TEXT");
 constexpr DescType typeFSRef = four_chars("fsrf");
 constexpr DescType typeFSS = four_chars("fss ");
+constexpr DescType typeKeyword = four_chars("keyw");
+constexpr DescType typeType = four_chars("type");        // a four-character code
 constexpr DescType typeLongInteger = four_chars("long"); // 32 bits with a sign
 constexpr DescType typeNull = four_chars("null");
 constexpr DescType typeWildCard = four_chars("****"); // whatever type it has
@@ -120,7 +122,7 @@ OSErr AEGetParamPtr(const AppleEvent *event, AEKeyword keyword, DescType type, D
 OSErr AEGetParamDesc(const AppleEvent *event, AEKeyword keyword, DescType type, AEDesc *result);
 
 // The same for attributes, which need not be read. The missed keyword ('keyw') is there as long as
-// a parameter is unread; class and ID always are ('type').
+// a parameter is unread; class and ID always are ('type'). These three cannot be put: paramErr.
 OSErr AEPutAttributePtr(AppleEvent *event, AEKeyword keyword, DescType type, const void *data,
                         std::size_t size);
 OSErr AEGetAttributePtr(const AppleEvent *event, AEKeyword keyword, DescType type,

@@ -52,6 +52,11 @@ OSErr FSRefMakePath(const FSRef *ref, char *path, std::size_t limit);
 OSErr FSGetCatalogInfo(const FSRef *ref, FSCatalogInfoBitmap which, void *info, void *name,
                        FSSpec *spec, FSRef *parent);
 
+// Folder and name (null or empty: the folder itself) -> specification. fnfErr, with the
+// specification made, when only the file is not there; else the errors of PBMakeFSRefSync.
+OSErr FSMakeFSSpec(std::int16_t volume, std::int32_t directoryID, ConstStringPtr name,
+                   FSSpec *spec);
+
 // Specification -> reference. fnfErr when the file is not there.
 OSErr FSpMakeFSRef(const FSSpec *spec, FSRef *ref);
 
@@ -109,6 +114,10 @@ namespace platform {
 // dirNFErr for a specification, paramErr for a reference that this process did not make.
 OSErr path_of(const FSSpec &spec, std::string *path);
 OSErr path_of(const FSRef &ref, std::string *path);
+
+// The specification of what is at that path, or may be: fnfErr, with the specification made, when
+// nothing is there but its folder; dirNFErr without the folder.
+OSErr specify(const char *path, FSSpec *spec);
 
 // Writes the whole file: a temporary file beside it, synced, renamed over it. Links are followed,
 // and the old file's permissions are kept. noErr, or an error with the old file untouched and

@@ -1,227 +1,226 @@
 #include "platform/apple_events.h"
 
-#include "platform/core/big_endian.h"
-#include "platform/files.h"
-#include "platform/memory.h"
+#include "platform/core/coercions.h"
+#include "platform/core/records.h"
 
-#include <algorithm>
-#include <cstring>
-#include <string>
-#include <vector>
+#include <map>
+#include <string_view>
+#include <utility>
 
 namespace {
 
-// A list's data is its items one behind the other, each with its type and its size (four bytes
-// each, big-endian) before its data. A list within a list is an item like any other.
-constexpr std::size_t item_header_size = 8;
-
-std::string bytes_of(const AEDesc &desc)
-{
-    if (desc.dataHandle == nullptr)
-        return {};
-    return {*desc.dataHandle, GetHandleSize(desc.dataHandle)};
-}
-
-OSErr make(DescType type, const std::string &bytes, AEDesc *result)
-{
-    return AECreateDesc(type, bytes.data(), bytes.size(), result);
-}
-
-struct list_item {
-    DescType type;
-    std::string data;
+struct installed_handler {
+    AEEventHandlerUPP handler;
+    std::uint32_t refcon;
 };
 
-OSErr read_items(const AEDescList &list, std::vector<list_item> *items)
+std::map<std::pair<AEEventClass, AEEventID>, installed_handler> &handlers()
 {
-    items->clear();
-    if (list.descriptorType != typeAEList)
-        return errAEWrongDataType;
-    const std::string bytes = bytes_of(list);
-    for (std::size_t at = 0; at < bytes.size();) {
-        if (bytes.size() - at < item_header_size)
-            return errAEWrongDataType;
-        const DescType type = platform::get32(bytes.data() + at);
-        const std::size_t size = platform::get32(bytes.data() + at + 4);
-        at += item_header_size;
-        if (bytes.size() - at < size)
-            return errAEWrongDataType;
-        items->push_back({type, bytes.substr(at, size)});
-        at += size;
+    static std::map<std::pair<AEEventClass, AEEventID>, installed_handler> installed;
+    return installed;
+}
+
+// The first record that `wanted` is true of.
+template <typename test>
+OSErr find_record(std::string_view data, std::size_t *place, platform::record *found, test wanted)
+{
+    *place = platform::first_place;
+    OSErr error = platform::get_record(data, *place, found);
+    while (error == noErr && !wanted(*found)) {
+        *place = platform::place_after(*place, *found);
+        error = platform::get_record(data, *place, found);
     }
+    return error;
+}
+
+// The attribute of that name, or the parameter: an event may have both.
+OSErr find_named(std::string_view data, AEKeyword keyword, bool attribute, std::size_t *place,
+                 platform::record *found)
+{
+    return find_record(data, place, found, [&](const platform::record &each) {
+        return each.keyword == keyword && (each.kind == platform::attribute) == attribute;
+    });
+}
+
+// Puts the value in the place of an older one of the same name, or behind all others.
+OSErr put(AppleEvent *event, AEKeyword keyword, platform::record_kind kind,
+          platform::typed_data value)
+{
+    std::string_view data;
+    OSErr error = platform::get_records(*event, typeAppleEvent, &data);
+    if (error != noErr)
+        return error;
+    std::size_t place = 0;
+    std::size_t old_length = 0;
+    platform::record old = {};
+    error = find_named(data, keyword, kind == platform::attribute, &place, &old);
+    if (error == noErr)
+        old_length = platform::place_after(place, old) - place;
+    else if (error != errAEDescNotFound)
+        return error;
+    return platform::put_record(event, place, old_length, keyword, kind, value.type, value.bytes);
+}
+
+// The parameter's data. It counts as read from now on.
+OSErr read_parameter(const AppleEvent &event, AEKeyword keyword, platform::typed_data *value)
+{
+    std::string_view data;
+    std::size_t place = 0;
+    platform::record found = {};
+    OSErr error = platform::get_records(event, typeAppleEvent, &data);
+    if (error == noErr)
+        error = find_named(data, keyword, false, &place, &found);
+    if (error != noErr)
+        return error;
+    platform::set_kind(event, place, platform::read_parameter);
+    *value = {found.type, platform::record_data(data, place, found)};
     return noErr;
 }
 
-void append_item(std::string *bytes, DescType type, const std::string &data)
+OSErr read_attribute(std::string_view data, AEKeyword keyword, platform::typed_data *value)
 {
-    platform::put32(*bytes, type);
-    platform::put32(*bytes, static_cast<std::uint32_t>(data.size()));
-    *bytes += data;
+    std::size_t place = 0;
+    platform::record found = {};
+    const OSErr error = find_named(data, keyword, true, &place, &found);
+    if (error == noErr)
+        *value = {found.type, platform::record_data(data, place, found)};
+    return error;
 }
 
-OSErr reference_to_specification(const std::string &bytes, AEDesc *result)
+OSErr missed_keyword(std::string_view data, AEKeyword *keyword)
 {
-    FSRef ref;
-    if (bytes.size() != sizeof ref)
-        return errAECoercionFail;
-    std::memcpy(&ref, bytes.data(), sizeof ref);
-    FSSpec spec;
-    const OSErr error = FSGetCatalogInfo(&ref, kFSCatInfoNone, nullptr, nullptr, &spec, nullptr);
-    return error == noErr ? AECreateDesc(typeFSS, &spec, sizeof spec, result) : error;
+    std::size_t place = 0;
+    platform::record found = {};
+    const OSErr error = find_record(data, &place, &found, [](const platform::record &each) {
+        return each.kind == platform::unread_parameter;
+    });
+    *keyword = found.keyword;
+    return error;
 }
 
-OSErr specification_to_reference(const std::string &bytes, AEDesc *result)
+std::string_view bytes_of(const AEKeyword &code)
 {
-    FSSpec spec;
-    if (bytes.size() != sizeof spec)
-        return errAECoercionFail;
-    std::memcpy(&spec, bytes.data(), sizeof spec);
-    FSRef ref;
-    const OSErr error = FSpMakeFSRef(&spec, &ref);
-    return error == noErr ? AECreateDesc(typeFSRef, &ref, sizeof ref, result) : error;
+    return {reinterpret_cast<const char *>(&code), sizeof code};
 }
 
-OSErr coerce(DescType from, const std::string &bytes, DescType to, AEDesc *result)
+// An attribute that the event itself tells; it cannot be put.
+bool is_own_attribute(AEKeyword keyword)
 {
-    if (to == from || to == typeWildCard)
-        return make(from, bytes, result);
-    if (from == typeFSRef && to == typeFSS)
-        return reference_to_specification(bytes, result);
-    if (from == typeFSS && to == typeFSRef)
-        return specification_to_reference(bytes, result);
-    if (to != typeAEList)
-        return errAECoercionFail;
-    std::string list;
-    append_item(&list, from, bytes);
-    return make(typeAEList, list, result);
+    return keyword == keyMissedKeywordAttr || keyword == keyEventClassAttr ||
+           keyword == keyEventIDAttr;
 }
-
-constexpr AEDesc null_descriptor = {typeNull, nullptr};
 
 } // namespace
 
-OSErr AECreateDesc(DescType type, const void *data, std::size_t size, AEDesc *result)
+// ---- events ----
+
+OSErr AECreateAppleEvent(AEEventClass eventClass, AEEventID eventID, AppleEvent *result)
 {
-    *result = null_descriptor;
-    const Handle handle = NewHandle(size);
-    if (handle == nullptr)
-        return MemError();
-    if (size > 0)
-        std::memcpy(*handle, data, size);
-    *result = {type, handle};
-    return noErr;
+    const platform::record_head head = {eventClass, eventID, 0, 0};
+    return AECreateDesc(typeAppleEvent, &head, sizeof head, result);
 }
 
-OSErr AEDisposeDesc(AEDesc *desc)
+OSErr AEPutParamPtr(AppleEvent *event, AEKeyword keyword, DescType type, const void *data,
+                    std::size_t size)
 {
-    if (desc->dataHandle != nullptr)
-        DisposeHandle(desc->dataHandle);
-    *desc = null_descriptor;
-    return noErr;
+    return put(event, keyword, platform::unread_parameter,
+               {type, {static_cast<const char *>(data), size}});
 }
 
-std::size_t AEGetDescDataSize(const AEDesc *desc)
+OSErr AEPutParamDesc(AppleEvent *event, AEKeyword keyword, const AEDesc *value)
 {
-    return desc->dataHandle == nullptr ? 0 : GetHandleSize(desc->dataHandle);
+    return put(event, keyword, platform::unread_parameter,
+               {value->descriptorType, platform::data_of(*value)});
 }
 
-OSErr AEGetDescData(const AEDesc *desc, void *buffer, std::size_t limit)
+OSErr AEGetParamPtr(const AppleEvent *event, AEKeyword keyword, DescType type, DescType *actualType,
+                    void *buffer, std::size_t limit, std::size_t *actualSize)
 {
-    if (desc->dataHandle == nullptr)
+    platform::typed_data value = {};
+    const OSErr error = read_parameter(*event, keyword, &value);
+    return error == noErr
+               ? platform::coerce_into(value, type, actualType, buffer, limit, actualSize)
+               : error;
+}
+
+OSErr AEGetParamDesc(const AppleEvent *event, AEKeyword keyword, DescType type, AEDesc *result)
+{
+    *result = {typeNull, nullptr};
+    platform::typed_data value = {};
+    const OSErr error = read_parameter(*event, keyword, &value);
+    return error == noErr ? platform::coerce(value, type, result) : error;
+}
+
+OSErr AEPutAttributePtr(AppleEvent *event, AEKeyword keyword, DescType type, const void *data,
+                        std::size_t size)
+{
+    if (is_own_attribute(keyword))
         return paramErr;
-    const std::size_t size = std::min(limit, GetHandleSize(desc->dataHandle));
-    std::copy_n(*desc->dataHandle, size, static_cast<char *>(buffer));
+    return put(event, keyword, platform::attribute,
+               {type, {static_cast<const char *>(data), size}});
+}
+
+OSErr AEGetAttributePtr(const AppleEvent *event, AEKeyword keyword, DescType type,
+                        DescType *actualType, void *buffer, std::size_t limit,
+                        std::size_t *actualSize)
+{
+    std::string_view data;
+    OSErr error = platform::get_records(*event, typeAppleEvent, &data);
+    if (error != noErr)
+        return error;
+    AEKeyword code = 0;
+    platform::typed_data value = {};
+    if (keyword == keyMissedKeywordAttr) {
+        error = missed_keyword(data, &code);
+        value = {typeKeyword, bytes_of(code)};
+    } else if (keyword == keyEventClassAttr) {
+        code = platform::get_head(data).event_class;
+        value = {typeType, bytes_of(code)};
+    } else if (keyword == keyEventIDAttr) {
+        code = platform::get_head(data).event_id;
+        value = {typeType, bytes_of(code)};
+    } else {
+        error = read_attribute(data, keyword, &value);
+    }
+    return error == noErr
+               ? platform::coerce_into(value, type, actualType, buffer, limit, actualSize)
+               : error;
+}
+
+// ---- handlers ----
+
+AEEventHandlerUPP NewAEEventHandlerUPP(AEEventHandlerUPP handler)
+{
+    return handler;
+}
+
+AEIdleUPP NewAEIdleUPP(AEIdleUPP routine)
+{
+    return routine;
+}
+
+OSErr AEInstallEventHandler(AEEventClass eventClass, AEEventID eventID, AEEventHandlerUPP handler,
+                            std::uint32_t refcon, Boolean isSystemHandler)
+{
+    if (handler == nullptr || isSystemHandler)
+        return paramErr;
+    handlers()[{eventClass, eventID}] = {handler, refcon};
     return noErr;
 }
 
-OSErr AECoerceDesc(const AEDesc *desc, DescType type, AEDesc *result)
+OSErr AESetInteractionAllowed(std::uint8_t level)
 {
-    *result = null_descriptor;
-    if (desc->descriptorType == typeAEList && type != typeAEList && type != typeWildCard) {
-        std::vector<list_item> items;
-        const OSErr error = read_items(*desc, &items);
-        if (error != noErr)
-            return error;
-        return items.size() == 1 ? coerce(items[0].type, items[0].data, type, result)
-                                 : OSErr{errAECoercionFail};
-    }
-    return coerce(desc->descriptorType, bytes_of(*desc), type, result);
+    return level == kAEInteractWithLocal ? OSErr{noErr} : OSErr{paramErr};
 }
 
-OSErr AECreateList(AEDescList *result)
+OSErr platform::handle_apple_event(const AppleEvent *event, AppleEvent *reply)
 {
-    return make(typeAEList, {}, result);
-}
-
-OSErr AEPutDesc(AEDescList *list, std::int32_t index, const AEDesc *item)
-{
-    std::vector<list_item> items;
-    OSErr error = read_items(*list, &items);
-    if (error != noErr)
-        return error;
-    const std::size_t place =
-        index == 0 ? items.size() : static_cast<std::size_t>(std::int64_t{index} - 1);
-    if (place > items.size())
-        return errAEDescNotFound;
-    const list_item put = {item->descriptorType, bytes_of(*item)};
-    if (place == items.size())
-        items.push_back(put);
-    else
-        items[place] = put;
-    std::string bytes;
-    for (const list_item &each : items)
-        append_item(&bytes, each.type, each.data);
-    SetHandleSize(list->dataHandle, bytes.size());
-    error = MemError();
-    if (error == noErr && !bytes.empty())
-        std::memcpy(*list->dataHandle, bytes.data(), bytes.size());
-    return error;
-}
-
-OSErr AECountItems(const AEDescList *list, std::int32_t *count)
-{
-    std::vector<list_item> items;
-    const OSErr error = read_items(*list, &items);
-    *count = static_cast<std::int32_t>(items.size());
-    return error;
-}
-
-OSErr AEGetNthDesc(const AEDescList *list, std::int32_t index, DescType type, AEKeyword *keyword,
-                   AEDesc *result)
-{
-    *result = null_descriptor;
-    std::vector<list_item> items;
-    const OSErr error = read_items(*list, &items);
-    if (error != noErr)
-        return error;
-    if (index < 1 || static_cast<std::size_t>(index) > items.size())
-        return errAEDescNotFound;
-    if (keyword != nullptr)
-        *keyword = typeWildCard;
-    const list_item &item = items[static_cast<std::size_t>(index) - 1];
-    if (item.type != typeAEList)
-        return coerce(item.type, item.data, type, result);
-    AEDescList inner;
-    const OSErr made = make(item.type, item.data, &inner);
-    if (made != noErr)
-        return made;
-    const OSErr coerced = AECoerceDesc(&inner, type, result);
-    AEDisposeDesc(&inner);
-    return coerced;
-}
-
-OSErr AEGetNthPtr(const AEDescList *list, std::int32_t index, DescType type, AEKeyword *keyword,
-                  DescType *actualType, void *buffer, std::size_t limit, std::size_t *actualSize)
-{
-    AEDesc item;
-    OSErr error = AEGetNthDesc(list, index, type, keyword, &item);
-    if (error != noErr)
-        return error;
-    if (actualType != nullptr)
-        *actualType = item.descriptorType;
-    if (actualSize != nullptr)
-        *actualSize = AEGetDescDataSize(&item);
-    error = AEGetDescData(&item, buffer, limit);
-    AEDisposeDesc(&item);
-    return error;
+    std::string_view data;
+    if (get_records(*event, typeAppleEvent, &data) != noErr)
+        return errAEEventNotHandled;
+    const record_head head = get_head(data);
+    const auto found = handlers().find({head.event_class, head.event_id});
+    if (found == handlers().end())
+        return errAEEventNotHandled;
+    return found->second.handler(event, reply, found->second.refcon);
 }

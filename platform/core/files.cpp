@@ -167,12 +167,33 @@ OSErr exists(const char *path, Boolean *isDirectory)
     return noErr;
 }
 
+bool is_folder(const std::string &path)
+{
+    Boolean folder = 0;
+    return exists(path.c_str(), &folder) == noErr && folder;
+}
+
 OSErr reference_if_there(const std::string &path, FSRef *ref)
 {
     const OSErr error = exists(path.c_str(), nullptr);
     if (error == noErr)
         *ref = make_reference(spec_of(path));
     return error;
+}
+
+// As it is given: what is there does not matter.
+OSErr make_specification(std::int16_t volume, std::int32_t folder, ConstStringPtr name,
+                         FSSpec *spec)
+{
+    *spec = {};
+    spec->vRefNum = volume;
+    spec->parID = folder;
+    if (name != nullptr) {
+        if (name[0] > longest_name)
+            return bdNamErr;
+        std::memcpy(spec->name, name, name[0] + std::size_t{1});
+    }
+    return noErr;
 }
 
 // The file that carries the Finder information, links followed.
@@ -221,6 +242,16 @@ OSErr FSGetCatalogInfo(const FSRef *ref, FSCatalogInfoBitmap which, void *info, 
     return error;
 }
 
+OSErr FSMakeFSSpec(std::int16_t volume, std::int32_t directoryID, ConstStringPtr name, FSSpec *spec)
+{
+    FSSpec wanted = {};
+    std::string path;
+    OSErr error = make_specification(volume, directoryID, name, &wanted);
+    if (error == noErr)
+        error = platform::path_of(wanted, &path);
+    return error == noErr ? platform::specify(path.c_str(), spec) : error;
+}
+
 OSErr FSpMakeFSRef(const FSSpec *spec, FSRef *ref)
 {
     std::string path;
@@ -231,14 +262,9 @@ OSErr FSpMakeFSRef(const FSSpec *spec, FSRef *ref)
 OSErr PBMakeFSRefSync(FSRefParam *parameters)
 {
     FSSpec spec = {};
-    spec.vRefNum = parameters->ioVRefNum;
-    spec.parID = parameters->ioDirID;
-    if (parameters->ioNamePtr != nullptr) {
-        if (parameters->ioNamePtr[0] > longest_name)
-            return bdNamErr;
-        std::memcpy(spec.name, parameters->ioNamePtr, parameters->ioNamePtr[0] + std::size_t{1});
-    }
-    return FSpMakeFSRef(&spec, parameters->newRef);
+    const OSErr error = make_specification(parameters->ioVRefNum, parameters->ioDirID,
+                                           parameters->ioNamePtr, &spec);
+    return error == noErr ? FSpMakeFSRef(&spec, parameters->newRef) : error;
 }
 
 OSErr FSpGetFInfo(const FSSpec *spec, FInfo *info)
@@ -282,6 +308,19 @@ OSErr platform::path_of(const FSSpec &spec, std::string *path)
     else
         *path = folder == "/" ? folder + name : folder + "/" + name;
     return noErr;
+}
+
+OSErr platform::specify(const char *path, FSSpec *spec)
+{
+    std::string plain;
+    OSErr error = plain_path(path, &plain);
+    if (error == noErr)
+        error = exists(plain.c_str(), nullptr);
+    if (error == fnfErr && !is_folder(folder_of(plain)))
+        return dirNFErr;
+    if (error == noErr || error == fnfErr)
+        *spec = spec_of(plain);
+    return error;
 }
 
 OSErr platform::path_of(const FSRef &ref, std::string *path)

@@ -8,11 +8,12 @@
 
 namespace {
 
-// A master pointer and the size of its block. The block comes first: a handle is the address of
-// both.
+// A master pointer, the size of its block, and the room that the block has. The block comes first:
+// a handle is the address of all.
 struct master {
     Ptr block;
     std::size_t size;
+    std::size_t room;
 };
 
 // Handles are told apart by address alone, so a disposed one's master pointer is not used again
@@ -47,6 +48,22 @@ bool check(Handle handle)
     return mem_error == noErr;
 }
 
+// Gives the block room for `size` bytes. A block that grows gets half as much again: what is made
+// by appending to it is copied a few times, not with every piece.
+bool make_room(master *resized, std::size_t size)
+{
+    if (size > resized->size && size <= resized->room)
+        return true;
+    const std::size_t room =
+        size > resized->size ? std::max(size, resized->room + resized->room / 2) : size;
+    void *block = std::realloc(resized->block, std::max<std::size_t>(room, 1));
+    if (block == nullptr)
+        return false;
+    resized->block = static_cast<Ptr>(block);
+    resized->room = room;
+    return true;
+}
+
 } // namespace
 
 void MoreMasters() {}
@@ -68,7 +85,7 @@ Handle NewHandle(std::size_t size)
     } else {
         chosen = &all.masters.emplace_back();
     }
-    *chosen = {block, size};
+    *chosen = {block, size, size};
     Handle handle = &chosen->block;
     all.live.insert(handle);
     mem_error = noErr;
@@ -81,7 +98,7 @@ void DisposeHandle(Handle handle)
         return;
     master *disposed = master_of(handle);
     std::free(disposed->block);
-    *disposed = {nullptr, 0};
+    *disposed = {nullptr, 0, 0};
     handles().live.erase(handle);
     handles().disposed.push_back(disposed);
 }
@@ -96,14 +113,10 @@ void SetHandleSize(Handle handle, std::size_t size)
     if (!check(handle))
         return;
     master *resized = master_of(handle);
-    void *block = size > largest_block
-                      ? nullptr
-                      : std::realloc(resized->block, std::max<std::size_t>(size, 1));
-    if (block == nullptr) {
+    if (size > largest_block || !make_room(resized, size)) {
         mem_error = memFullErr;
         return;
     }
-    resized->block = static_cast<Ptr>(block);
     if (size > resized->size)
         std::memset(resized->block + resized->size, 0, size - resized->size);
     resized->size = size;

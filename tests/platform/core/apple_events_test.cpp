@@ -1,234 +1,321 @@
 #include "platform/apple_events.h"
 
-#include "platform/files.h"
-#include "platform/memory.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/support/descriptors.h"
 
 #include <cstring>
-#include <gtest/gtest.h>
 #include <string>
-#include <unistd.h>
-#include <vector>
 
 namespace {
 
-constexpr DescType text_type = four_chars("TEXT");
+constexpr AEEventClass test_class = four_chars("Test");
+constexpr AEKeyword destination = four_chars("dest");
 
-// Every descriptor that a test makes has to be disposed of in it.
-class Descriptors : public ::testing::Test {
+// An event, disposed of with its test.
+class AppleEvents : public descriptor_test {
 protected:
-    ~Descriptors() override
+    AppleEvents()
     {
-        EXPECT_EQ(platform::live_handles(), handles_before);
+        EXPECT_EQ(AECreateAppleEvent(test_class, four_chars("some"), &event), noErr);
+    }
+    ~AppleEvents() override
+    {
+        AEDisposeDesc(&event);
     }
 
-private:
-    std::size_t handles_before = platform::live_handles();
+    void put(AEKeyword keyword, const std::string &text)
+    {
+        EXPECT_EQ(AEPutParamPtr(&event, keyword, typeChar, text.data(), text.size()), noErr);
+    }
+
+    // The parameter as text, or "error N".
+    std::string parameter(AEKeyword keyword) const
+    {
+        char text[100];
+        std::size_t size = 0;
+        const OSErr error =
+            AEGetParamPtr(&event, keyword, typeChar, nullptr, text, sizeof text, &size);
+        return error == noErr ? std::string(text, size) : "error " + std::to_string(error);
+    }
+
+    // The code that the attribute holds, or "error N".
+    std::string attribute(AEKeyword keyword, DescType wanted_type) const
+    {
+        OSType code = 0;
+        DescType type = 0;
+        std::size_t size = 0;
+        const OSErr error =
+            AEGetAttributePtr(&event, keyword, typeWildCard, &type, &code, sizeof code, &size);
+        if (error != noErr)
+            return "error " + std::to_string(error);
+        EXPECT_EQ(type, wanted_type);
+        EXPECT_EQ(size, sizeof code);
+        std::string text;
+        for (int shift = 24; shift >= 0; shift -= 8)
+            text += static_cast<char>(code >> shift & 0xFF);
+        return text;
+    }
+
+    std::string missed() const
+    {
+        return attribute(keyMissedKeywordAttr, typeKeyword);
+    }
+
+    AppleEvent event = {};
 };
 
-AEDesc text_of(const std::string &text)
+} // namespace
+
+// ---- parameters ----
+
+TEST_F(AppleEvents, HoldTheirParameters)
 {
-    AEDesc desc;
-    EXPECT_EQ(AECreateDesc(text_type, text.data(), text.size(), &desc), noErr);
-    return desc;
+    put(keyDirectObject, "direct");
+    put(destination, "");
+    EXPECT_EQ(event.descriptorType, typeAppleEvent);
+    EXPECT_EQ(parameter(keyDirectObject), "direct");
+    EXPECT_EQ(parameter(destination), "");
+    EXPECT_EQ(parameter(four_chars("none")), "error -1701");
 }
 
-std::string bytes_of(const AEDesc &desc)
+TEST_F(AppleEvents, AParameterIsReadWithItsTypeAndWholeSize)
 {
-    std::string bytes(AEGetDescDataSize(&desc), '#');
-    EXPECT_EQ(AEGetDescData(&desc, bytes.data(), bytes.size()), noErr);
-    return bytes;
+    put(keyDirectObject, "0123456789");
+    char text[10] = "#########";
+    DescType type = 0;
+    std::size_t size = 0;
+    EXPECT_EQ(AEGetParamPtr(&event, keyDirectObject, typeWildCard, &type, text, 4, &size), noErr);
+    EXPECT_EQ(type, typeChar);
+    EXPECT_EQ(size, 10U);
+    EXPECT_STREQ(text, "0123#####");
+    EXPECT_EQ(AEGetParamPtr(&event, keyDirectObject, typeChar, nullptr, nullptr, 0, nullptr),
+              noErr);
 }
 
-AEDesc list_of(const std::vector<std::string> &texts)
+TEST_F(AppleEvents, AParameterCanBeGivenAnotherValue)
 {
-    AEDescList list;
-    EXPECT_EQ(AECreateList(&list), noErr);
-    for (const std::string &text : texts) {
-        AEDesc item = text_of(text);
-        EXPECT_EQ(AEPutDesc(&list, 0, &item), noErr);
-        AEDisposeDesc(&item);
+    put(keyDirectObject, "first");
+    put(destination, "other");
+    for (const char *value : {"a longer value", "", "x"}) {
+        put(keyDirectObject, value);
+        EXPECT_EQ(parameter(keyDirectObject), value);
+        EXPECT_EQ(parameter(destination), "other");
     }
-    return list;
 }
 
-std::string item_of(const AEDescList &list, std::int32_t index)
+TEST_F(AppleEvents, AListIsAParameterLikeAnyOther)
 {
-    AEDesc item;
-    AEKeyword keyword = 0;
-    const OSErr error = AEGetNthDesc(&list, index, text_type, &keyword, &item);
-    if (error != noErr)
-        return "error " + std::to_string(error);
-    EXPECT_EQ(keyword, typeWildCard);
-    const std::string bytes = bytes_of(item);
-    AEDisposeDesc(&item);
-    return bytes;
+    AEDescList list = list_of({"a", "b"});
+    EXPECT_EQ(AEPutParamDesc(&event, keyDirectObject, &list), noErr);
+    AEDisposeDesc(&list);
+    ASSERT_EQ(AEGetParamDesc(&event, keyDirectObject, typeAEList, &list), noErr);
+    EXPECT_EQ(item_of(list, 2), "b");
+    AEDisposeDesc(&list);
+    put(keyDirectObject, "alone");
+    ASSERT_EQ(AEGetParamDesc(&event, keyDirectObject, typeAEList, &list), noErr);
+    EXPECT_EQ(item_of(list, 1), "alone");
+    AEDisposeDesc(&list);
+    EXPECT_EQ(AEGetParamDesc(&event, destination, typeAEList, &list), errAEDescNotFound);
+    EXPECT_EQ(list.dataHandle, nullptr);
+}
+
+TEST_F(AppleEvents, AnEventCanBeAParameterOfItself)
+{
+    put(destination, std::string(100000, 'x'));
+    ASSERT_EQ(AEPutParamDesc(&event, keyDirectObject, &event), noErr);
+    AppleEvent inner;
+    ASSERT_EQ(AEGetParamDesc(&event, keyDirectObject, typeAppleEvent, &inner), noErr);
+    std::size_t size = 0;
+    EXPECT_EQ(AEGetParamPtr(&inner, destination, typeChar, nullptr, nullptr, 0, &size), noErr);
+    EXPECT_EQ(size, 100000U);
+    AEDisposeDesc(&inner);
+}
+
+TEST_F(AppleEvents, WhatIsNoEventHasNoParameters)
+{
+    AEDesc null = {typeNull, nullptr}; // a reply that nobody wants
+    AEDesc text = text_of("some longer text, but no event");
+    AEDesc cut;
+    ASSERT_EQ(AECreateDesc(typeAppleEvent, "short", 5, &cut), noErr);
+    for (AEDesc *none : {&null, &text, &cut}) {
+        EXPECT_EQ(AEPutParamPtr(none, destination, typeChar, "x", 1), errAEWrongDataType);
+        EXPECT_EQ(AEPutAttributePtr(none, destination, typeChar, "x", 1), errAEWrongDataType);
+        EXPECT_EQ(AEGetParamPtr(none, destination, typeChar, nullptr, nullptr, 0, nullptr),
+                  errAEWrongDataType);
+        EXPECT_EQ(AEGetAttributePtr(none, keyEventIDAttr, typeType, nullptr, nullptr, 0, nullptr),
+                  errAEWrongDataType);
+        EXPECT_EQ(platform::handle_apple_event(none, &null), errAEEventNotHandled);
+    }
+    AEDisposeDesc(&text);
+    AEDisposeDesc(&cut);
+}
+
+TEST_F(AppleEvents, ADamagedEventIsReadAsFarAsItGoes)
+{
+    put(keyDirectObject, "direct");
+    put(destination, "destination");
+    const std::string bytes = bytes_of(event);
+    AEDisposeDesc(&event);
+    ASSERT_EQ(AECreateDesc(typeAppleEvent, bytes.data(), bytes.size() - 1, &event), noErr);
+    EXPECT_EQ(parameter(keyDirectObject), "direct");
+    EXPECT_EQ(parameter(destination), "error -1703");
+    EXPECT_EQ(missed(), "error -1703");
+    EXPECT_EQ(AEPutParamPtr(&event, four_chars("more"), typeChar, "x", 1), errAEWrongDataType);
+}
+
+// ---- the missed keyword ----
+
+TEST_F(AppleEvents, WithoutParametersNoneIsMissed)
+{
+    EXPECT_EQ(missed(), "error -1701");
+}
+
+TEST_F(AppleEvents, TheFirstUnreadParameterIsMissed)
+{
+    put(keyDirectObject, "direct");
+    put(destination, "destination");
+    EXPECT_EQ(missed(), "----");
+    parameter(keyDirectObject);
+    EXPECT_EQ(missed(), "dest");
+    EXPECT_EQ(missed(), "dest"); // to ask is not to read
+    parameter(destination);
+    EXPECT_EQ(missed(), "error -1701");
+    put(destination, "another one");
+    EXPECT_EQ(missed(), "dest");
+}
+
+TEST_F(AppleEvents, AParameterOfTheWrongTypeHasBeenReadAllTheSame)
+{
+    put(keyDirectObject, "direct");
+    std::int32_t number = 0;
+    EXPECT_EQ(AEGetParamPtr(&event, keyDirectObject, typeLongInteger, nullptr, &number,
+                            sizeof number, nullptr),
+              errAECoercionFail);
+    EXPECT_EQ(missed(), "error -1701");
+}
+
+TEST_F(AppleEvents, ReadingThroughACopyOfTheDescriptorCounts)
+{
+    put(keyDirectObject, "direct");
+    const AppleEvent copy = event; // both have the same data
+    char text[10];
+    EXPECT_EQ(AEGetParamPtr(&copy, keyDirectObject, typeChar, nullptr, text, sizeof text, nullptr),
+              noErr);
+    EXPECT_EQ(missed(), "error -1701");
+}
+
+// ---- attributes ----
+
+TEST_F(AppleEvents, TellTheirClassAndId)
+{
+    EXPECT_EQ(attribute(keyEventClassAttr, typeType), "Test");
+    EXPECT_EQ(attribute(keyEventIDAttr, typeType), "some");
+}
+
+TEST_F(AppleEvents, AttributesAreNoParameters)
+{
+    EXPECT_EQ(AEPutAttributePtr(&event, keyAddressAttr, typeChar, "here", 4), noErr);
+    EXPECT_EQ(missed(), "error -1701"); // they need not be read
+    EXPECT_EQ(parameter(keyAddressAttr), "error -1701");
+    put(keyAddressAttr, "a parameter of this name");
+    char address[10] = "#########";
+    std::size_t size = 0;
+    EXPECT_EQ(AEGetAttributePtr(&event, keyAddressAttr, typeChar, nullptr, address, sizeof address,
+                                &size),
+              noErr);
+    EXPECT_EQ(size, 4U);
+    EXPECT_STREQ(address, "here#####");
+    EXPECT_EQ(missed(), "addr");
+    EXPECT_EQ(parameter(keyAddressAttr), "a parameter of this name");
+    const std::int32_t run = 7;
+    EXPECT_EQ(AEPutAttributePtr(&event, keyRunAttr, typeLongInteger, &run, sizeof run), noErr);
+    std::int32_t found = 0;
+    EXPECT_EQ(AEGetAttributePtr(&event, keyRunAttr, typeLongInteger, nullptr, &found, sizeof found,
+                                nullptr),
+              noErr);
+    EXPECT_EQ(found, 7);
+    EXPECT_EQ(attribute(four_chars("none"), typeChar), "error -1701");
+}
+
+TEST_F(AppleEvents, WhatTheEventItselfTellsCannotBePut)
+{
+    for (const AEKeyword own : {keyMissedKeywordAttr, keyEventClassAttr, keyEventIDAttr})
+        EXPECT_EQ(AEPutAttributePtr(&event, own, typeType, "abcd", 4), paramErr);
+    EXPECT_EQ(attribute(keyEventIDAttr, typeType), "some");
+    EXPECT_EQ(missed(), "error -1701");
+}
+
+// ---- handlers ----
+
+namespace {
+
+std::uint32_t last_refcon;
+
+OSErr answers(const AppleEvent *event, AppleEvent *reply, std::uint32_t refcon)
+{
+    last_refcon = refcon;
+    char text[10];
+    std::size_t size = 0;
+    AEGetParamPtr(event, keyDirectObject, typeChar, nullptr, text, sizeof text, &size);
+    return AEPutParamPtr(reply, keyErrorString, typeChar, text, size);
+}
+
+OSErr refuses(const AppleEvent *, AppleEvent *, std::uint32_t refcon)
+{
+    last_refcon = refcon;
+    return -9;
 }
 
 } // namespace
 
-TEST_F(Descriptors, HoldACopyOfTheirData)
+TEST_F(AppleEvents, AHandlerGetsEventReplyAndReferenceConstant)
 {
-    std::string data("a\0b", 3);
-    AEDesc desc = text_of(data);
-    data[0] = 'x';
-    EXPECT_EQ(desc.descriptorType, text_type);
-    EXPECT_EQ(AEGetDescDataSize(&desc), 3U);
-    char two[3] = "##";
-    EXPECT_EQ(AEGetDescData(&desc, two, 1), noErr);
-    EXPECT_STREQ(two, "a#");
-    EXPECT_EQ(AEDisposeDesc(&desc), noErr);
-    EXPECT_EQ(desc.descriptorType, typeNull);
-    EXPECT_EQ(desc.dataHandle, nullptr);
-    EXPECT_EQ(AEGetDescDataSize(&desc), 0U);
-    EXPECT_EQ(AEGetDescData(&desc, two, 1), paramErr);
-    EXPECT_EQ(AEDisposeDesc(&desc), noErr);
+    ASSERT_EQ(AEInstallEventHandler(test_class, four_chars("some"), NewAEEventHandlerUPP(answers),
+                                    4711, 0),
+              noErr);
+    put(keyDirectObject, "hello");
+    AppleEvent reply;
+    ASSERT_EQ(AECreateAppleEvent(kCoreEventClass, four_chars("ansr"), &reply), noErr);
+    EXPECT_EQ(platform::handle_apple_event(&event, &reply), noErr);
+    EXPECT_EQ(last_refcon, 4711U);
+    char text[10] = "#########";
+    EXPECT_EQ(AEGetParamPtr(&reply, keyErrorString, typeChar, nullptr, text, 9, nullptr), noErr);
+    EXPECT_STREQ(text, "hello####");
+    AEDisposeDesc(&reply);
 }
 
-TEST_F(Descriptors, MayBeEmpty)
+TEST_F(AppleEvents, ALaterHandlerTakesTheEarlierOnesPlace)
 {
-    AEDesc desc;
-    EXPECT_EQ(AECreateDesc(text_type, nullptr, 0, &desc), noErr);
-    EXPECT_EQ(AEGetDescDataSize(&desc), 0U);
-    AEDisposeDesc(&desc);
+    AppleEvent reply = {typeNull, nullptr};
+    const AEEventID id = four_chars("some");
+    ASSERT_EQ(AEInstallEventHandler(test_class, id, answers, 1, 0), noErr);
+    ASSERT_EQ(AEInstallEventHandler(test_class, id, refuses, 2, 0), noErr);
+    EXPECT_EQ(platform::handle_apple_event(&event, &reply), -9);
+    EXPECT_EQ(last_refcon, 2U);
 }
 
-TEST_F(Descriptors, WithoutMemoryThereIsNone)
+TEST_F(AppleEvents, OnlyTheClassAndIdTogetherFindAHandler)
 {
-    AEDesc desc;
-    EXPECT_EQ(AECreateDesc(text_type, "x", static_cast<std::size_t>(-1), &desc), memFullErr);
-    EXPECT_EQ(desc.dataHandle, nullptr);
+    AppleEvent reply = {typeNull, nullptr};
+    const AEEventID id = four_chars("othr");
+    ASSERT_EQ(AEInstallEventHandler(test_class, id, refuses, 0, 0), noErr);
+    ASSERT_EQ(AEInstallEventHandler(four_chars("Othr"), four_chars("some"), refuses, 0, 0), noErr);
+    AEDisposeDesc(&event);
+    ASSERT_EQ(AECreateAppleEvent(test_class, four_chars("none"), &event), noErr);
+    EXPECT_EQ(platform::handle_apple_event(&event, &reply), errAEEventNotHandled);
 }
 
-TEST_F(Descriptors, ListsCountFromOne)
+TEST_F(AppleEvents, HandlersForAllProgramsAreRefused)
 {
-    AEDescList list = list_of({"first", "", "third"});
-    std::int32_t count = 0;
-    EXPECT_EQ(AECountItems(&list, &count), noErr);
-    EXPECT_EQ(count, 3);
-    EXPECT_EQ(item_of(list, 1), "first");
-    EXPECT_EQ(item_of(list, 2), "");
-    EXPECT_EQ(item_of(list, 3), "third");
-    for (const std::int32_t none : {0, 4, -1})
-        EXPECT_EQ(item_of(list, none), "error -1701");
-    AEDisposeDesc(&list);
+    EXPECT_EQ(AEInstallEventHandler(test_class, four_chars("syst"), refuses, 0, 1), paramErr);
+    EXPECT_EQ(AEInstallEventHandler(test_class, four_chars("syst"), nullptr, 0, 0), paramErr);
+    AEDisposeDesc(&event);
+    ASSERT_EQ(AECreateAppleEvent(test_class, four_chars("syst"), &event), noErr);
+    AppleEvent reply = {typeNull, nullptr};
+    EXPECT_EQ(platform::handle_apple_event(&event, &reply), errAEEventNotHandled);
 }
 
-TEST_F(Descriptors, ItemsAreReplacedAndAppendedByIndex)
+TEST_F(AppleEvents, InteractionIsAllowedToThisMachine)
 {
-    AEDescList list = list_of({"one", "two"});
-    AEDesc item = text_of("a longer text");
-    EXPECT_EQ(AEPutDesc(&list, 1, &item), noErr);
-    EXPECT_EQ(AEPutDesc(&list, 3, &item), noErr);
-    EXPECT_EQ(AEPutDesc(&list, 5, &item), errAEDescNotFound);
-    EXPECT_EQ(AEPutDesc(&list, -1, &item), errAEDescNotFound);
-    EXPECT_EQ(AEPutDesc(&item, 1, &item), errAEWrongDataType);
-    EXPECT_EQ(item_of(list, 1), "a longer text");
-    EXPECT_EQ(item_of(list, 2), "two");
-    EXPECT_EQ(item_of(list, 3), "a longer text");
-    AEDisposeDesc(&item);
-    AEDisposeDesc(&list);
-}
-
-TEST_F(Descriptors, ItemsCanBeReadIntoABuffer)
-{
-    AEDescList list = list_of({"hello"});
-    char buffer[10] = "#########";
-    DescType type = 0;
-    std::size_t size = 0;
-    EXPECT_EQ(AEGetNthPtr(&list, 1, typeWildCard, nullptr, &type, buffer, 2, &size), noErr);
-    EXPECT_EQ(type, text_type);
-    EXPECT_EQ(size, 5U);
-    EXPECT_STREQ(buffer, "he#######");
-    EXPECT_EQ(AEGetNthPtr(&list, 1, typeFSRef, nullptr, nullptr, buffer, 2, nullptr),
-              errAECoercionFail);
-    EXPECT_EQ(AEGetNthPtr(&list, 2, typeWildCard, nullptr, nullptr, buffer, 2, nullptr),
-              errAEDescNotFound);
-    AEDisposeDesc(&list);
-}
-
-TEST_F(Descriptors, ListsHoldLists)
-{
-    AEDescList inner = list_of({"deep"});
-    AEDescList outer;
-    ASSERT_EQ(AECreateList(&outer), noErr);
-    ASSERT_EQ(AEPutDesc(&outer, 0, &inner), noErr);
-    AEDisposeDesc(&inner);
-    ASSERT_EQ(AEGetNthDesc(&outer, 1, typeAEList, nullptr, &inner), noErr);
-    EXPECT_EQ(item_of(inner, 1), "deep");
-    EXPECT_EQ(item_of(outer, 1), "deep"); // a list of one becomes what its item can become
-    AEDisposeDesc(&inner);
-    AEDisposeDesc(&outer);
-}
-
-TEST_F(Descriptors, AnythingIsAListOfOneAndBack)
-{
-    AEDesc text = text_of("x");
-    AEDescList list;
-    ASSERT_EQ(AECoerceDesc(&text, typeAEList, &list), noErr);
-    EXPECT_EQ(item_of(list, 1), "x");
-    AEDesc back;
-    ASSERT_EQ(AECoerceDesc(&list, text_type, &back), noErr);
-    EXPECT_EQ(bytes_of(back), "x");
-    AEDesc none;
-    EXPECT_EQ(AECoerceDesc(&text, typeFSRef, &none), errAECoercionFail);
-    EXPECT_EQ(none.dataHandle, nullptr);
-    AEDescList two = list_of({"a", "b"});
-    EXPECT_EQ(AECoerceDesc(&two, text_type, &none), errAECoercionFail);
-    AEDisposeDesc(&text);
-    AEDisposeDesc(&list);
-    AEDisposeDesc(&back);
-    AEDisposeDesc(&two);
-}
-
-TEST_F(Descriptors, WhatOnlyClaimsToBeAListIsNone)
-{
-    for (const std::string &bytes : {std::string("short"), std::string("TEXT\xFF\xFF\xFF\xFFx"),
-                                     std::string("TEXT\0\0\0\2x", 9)}) {
-        AEDesc desc;
-        ASSERT_EQ(AECreateDesc(typeAEList, bytes.data(), bytes.size(), &desc), noErr);
-        std::int32_t count = 9;
-        EXPECT_EQ(AECountItems(&desc, &count), errAEWrongDataType);
-        EXPECT_EQ(item_of(desc, 1), "error -1703");
-        AEDesc result;
-        EXPECT_EQ(AECoerceDesc(&desc, text_type, &result), errAEWrongDataType);
-        AEDisposeDesc(&desc);
-    }
-    AEDesc text = text_of("x");
-    std::int32_t count = 9;
-    EXPECT_EQ(AECountItems(&text, &count), errAEWrongDataType);
-    AEDisposeDesc(&text);
-}
-
-TEST_F(Descriptors, FileReferencesBecomeSpecificationsAndBack)
-{
-    temporary_folder folder;
-    const std::string path = folder.write(std::string(200, 'n') + ".ps", "");
-    FSRef ref;
-    ASSERT_EQ(FSPathMakeRef(path.c_str(), &ref, nullptr), noErr);
-    AEDesc reference;
-    AEDesc specification;
-    AEDesc back;
-    ASSERT_EQ(AECreateDesc(typeFSRef, &ref, sizeof ref, &reference), noErr);
-    ASSERT_EQ(AECoerceDesc(&reference, typeFSS, &specification), noErr);
-    EXPECT_EQ(AEGetDescDataSize(&specification), sizeof(FSSpec));
-    ASSERT_EQ(AECoerceDesc(&specification, typeFSRef, &back), noErr);
-    FSRef found = {};
-    AEGetDescData(&back, &found, sizeof found);
-    char found_path[1024];
-    ASSERT_EQ(FSRefMakePath(&found, found_path, sizeof found_path), noErr);
-    EXPECT_EQ(found_path, path);
-    AEDisposeDesc(&back);
-
-    ASSERT_EQ(unlink(path.c_str()), 0);
-    EXPECT_EQ(AECoerceDesc(&specification, typeFSRef, &back), fnfErr);
-    AEDisposeDesc(&reference);
-    AEDisposeDesc(&specification);
-    for (const DescType type : {typeFSRef, typeFSS}) {
-        AEDesc damaged;
-        ASSERT_EQ(AECreateDesc(type, "x", 1, &damaged), noErr);
-        EXPECT_EQ(AECoerceDesc(&damaged, type == typeFSS ? typeFSRef : typeFSS, &back),
-                  errAECoercionFail);
-        AEDisposeDesc(&damaged);
-    }
+    EXPECT_EQ(AESetInteractionAllowed(kAEInteractWithLocal), noErr);
+    EXPECT_EQ(AESetInteractionAllowed(9), paramErr);
 }

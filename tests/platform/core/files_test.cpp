@@ -133,6 +133,42 @@ TEST(FileReferences, RelativePathIsMadeAbsolute)
     ASSERT_EQ(chdir("/"), 0);
 }
 
+TEST(FileReferences, ASpecificationIsMadeOfFolderAndName)
+{
+    temporary_folder folder;
+    const FSSpec file = spec_of(folder.write("file", ""));
+    FSSpec made = {};
+    EXPECT_EQ(FSMakeFSSpec(0, file.parID, file.name, &made), noErr);
+    EXPECT_EQ(std::memcmp(&made, &file, sizeof file), 0);
+    std::string path;
+    for (const unsigned char *none : {static_cast<const unsigned char *>(nullptr),
+                                      reinterpret_cast<const unsigned char *>("")}) {
+        ASSERT_EQ(FSMakeFSSpec(file.vRefNum, file.parID, none, &made), noErr);
+        EXPECT_EQ(platform::path_of(made, &path), noErr);
+        EXPECT_EQ(path, folder.path());
+    }
+    const unsigned char absent[] = {6, 'a', 'b', 's', 'e', 'n', 't'};
+    EXPECT_EQ(FSMakeFSSpec(file.vRefNum, file.parID, absent, &made), fnfErr);
+    EXPECT_EQ(platform::path_of(made, &path), noErr);
+    EXPECT_EQ(path, folder / "absent");
+
+    const FSSpec before = made;
+    const unsigned char slash[] = {3, 'a', '/', 'b'};
+    EXPECT_EQ(FSMakeFSSpec(7, file.parID, absent, &made), nsvErr);
+    EXPECT_EQ(FSMakeFSSpec(file.vRefNum, 1 << 20, absent, &made), dirNFErr);
+    EXPECT_EQ(FSMakeFSSpec(file.vRefNum, file.parID, slash, &made), bdNamErr);
+    const Str255 too_long = {64};
+    EXPECT_EQ(FSMakeFSSpec(file.vRefNum, file.parID, too_long, &made), bdNamErr);
+    folder.make_folder("gone");
+    const FSSpec inside = spec_of(folder.write("gone/x", ""));
+    ASSERT_EQ(unlink((folder / "gone/x").c_str()), 0);
+    ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
+    EXPECT_EQ(FSMakeFSSpec(inside.vRefNum, inside.parID, inside.name, &made), dirNFErr);
+    EXPECT_EQ(std::memcmp(&made, &before, sizeof made), 0);
+    EXPECT_EQ(FSMakeFSSpec(inside.vRefNum, inside.parID, nullptr, &made),
+              fnfErr); // its own folder is there
+}
+
 TEST(FileReferences, LinkKeepsItsOwnName)
 {
     temporary_folder folder;
