@@ -74,6 +74,10 @@ std::string as_word(const char *s);
 // processes stay in sight; the environment that they get tells them who their application is.
 void prepare_for_tools();
 
+// Tells the tools under which name on the session bus this process hears their reports; empty: it
+// does not.
+void set_instance_name(const char *name);
+
 // Once, before any file is opened: a closed standard file would be the next one that is opened,
 // whatever for.
 void occupy_standard_files();
@@ -85,6 +89,9 @@ void set_front_process(bool front);
 // started from now on, by their environment, that they belong to the run `serial`. False when the
 // folder cannot be made.
 bool begin_run(const char *folder, std::int32_t serial);
+
+// The serial that begin_run was last called with, 0 before the first call.
+std::int32_t latest_run();
 
 // Ends the membership and removes the folder with all that the run's processes left, the
 // unfinished output beside its destination included.

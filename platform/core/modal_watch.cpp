@@ -1,5 +1,6 @@
 #include "platform/core/modal_watch.h"
 
+#include "platform/core/event_queue.h"
 #include "platform/core/loop_timers.h"
 #include "platform/events.h"
 #include "platform/processes.h"
@@ -33,8 +34,9 @@ bool platform::reap_processes()
 void platform::look_around(modal_watch &loop, bool woken)
 {
     const bool gone = reap_processes();
+    const bool answered = answer_requests();
     // A report may have come in: its timers are not kept waiting.
-    fire_timers(woken);
+    fire_timers(woken || answered);
     if (!loop.ended && tell_interrupt())
         fire_timers(true);
     if (!loop.ended && gone && !loop.gone_told && processes_gone_callback != nullptr) {

@@ -1,4 +1,4 @@
-// What a modal loop looks at between its waits: ended processes, timers, an interrupt.
+// What an event loop looks at between its waits: ended processes, requests, timers, an interrupt.
 #ifndef PAPERMILL_PLATFORM_CORE_MODAL_WATCH_H
 #define PAPERMILL_PLATFORM_CORE_MODAL_WATCH_H
 
@@ -9,8 +9,8 @@ struct modal_watch {
     bool gone_told = false; // it has been told that every process is gone
 };
 
-// Reaps what has ended, fires the timers that are due (all of them when a signal has woken the
-// loop), and tells an interrupt and, once for each loop, that the last process is gone. Stops as
+// Reaps what has ended, handles the requests that wait, fires the timers that are due (all of them
+// when a signal has woken the loop or there was a request), and tells an interrupt and, once for each loop, that the last process is gone. Stops as
 // soon as one of them has ended the loop.
 void look_around(modal_watch &loop, bool woken);
 

@@ -27,6 +27,8 @@ bool is_front_process = true;
 // The folder that $TMPDIR named before the run.
 std::string outer_tmpdir;
 
+std::int32_t last_serial;
+
 constexpr ProcessSerialNumber this_process = {0, 2};
 constexpr ProcessSerialNumber another_process = {0, 1};
 
@@ -106,9 +108,15 @@ void platform::prepare_for_tools()
     // Started from a run of another copy, or from its viewer, this one has runs of its own.
     for (const char *name : {"PAPERMILL_DETACHED", "PAPERMILL_RUN", "PAPERMILL_RUN_FOLDER"})
         unsetenv(name);
+    set_instance_name("");
     // tcsh refuses to start a script when it finds a colour of newer kinds of file in there.
     unsetenv("LS_COLORS");
     setenv("PAPERMILL_PID", std::to_string(getpid()).c_str(), 1);
+}
+
+void platform::set_instance_name(const char *name)
+{
+    setenv("PAPERMILL_INSTANCE", name, 1);
 }
 
 void platform::occupy_standard_files()
@@ -226,6 +234,7 @@ std::string platform::as_word(const char *s)
 
 bool platform::begin_run(const char *folder, std::int32_t serial)
 {
+    last_serial = serial;
     const char *value = getenv("TMPDIR");
     outer_tmpdir = value == nullptr ? "" : value;
     const std::string tools_folder = std::string(folder) + "/tmp";
@@ -234,6 +243,11 @@ bool platform::begin_run(const char *folder, std::int32_t serial)
     setenv("PAPERMILL_RUN_FOLDER", folder, 1);
     setenv("TMPDIR", tools_folder.c_str(), 1);
     return made;
+}
+
+std::int32_t platform::latest_run()
+{
+    return last_serial;
 }
 
 void platform::end_run(const char *folder)

@@ -2,7 +2,11 @@
 #ifndef PAPERMILL_PLATFORM_HEADLESS_TERMINAL_H
 #define PAPERMILL_PLATFORM_HEADLESS_TERMINAL_H
 
+#include "platform/events.h"
+
 #include <cstddef>
+
+struct pollfd;
 
 namespace platform {
 
@@ -17,6 +21,10 @@ void print_text(const char *bytes, std::size_t size);
 // The same on another descriptor. Control characters are shown as ^X when it is a terminal, so that
 // no file can steer it.
 void print_text_on(int file, const char *bytes, std::size_t size);
+
+// From now on the loops also wait for what descriptor() tells, and call news() when it is there.
+// The session bus is handed in like this: most calls of the program do without it.
+void listen_to(pollfd (*descriptor)(), callback news);
 
 } // namespace platform
 

@@ -1,5 +1,6 @@
 #include "platform/events.h"
 
+#include "platform/core/event_queue.h"
 #include "platform/core/loop_timers.h"
 #include "platform/core/modal_watch.h"
 #include "platform/core/signals.h"
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <list>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -34,6 +36,9 @@ QTimer *late_look;   // goes off at once, for a wake that was put off
 // meanwhile is looked at afterwards.
 QEventLoop *painting;
 bool wake_put_off;
+
+// The classic pump turns: it announces requests as events.
+bool pumping;
 
 constexpr int longest_alarm = 1000; // milliseconds
 
@@ -57,6 +62,13 @@ void on_alarm()
     end_innermost_if_told();
 }
 
+void look_at_innermost()
+{
+    platform::modal_watch idle;
+    platform::look_around(loops.empty() ? idle : loops.back().watch, true);
+    end_innermost_if_told();
+}
+
 // A signal has been handled: a report, the end of a process, an interrupt.
 void on_wake()
 {
@@ -66,9 +78,7 @@ void on_wake()
         painting->quit();
         return;
     }
-    platform::modal_watch idle;
-    platform::look_around(loops.empty() ? idle : loops.back().watch, true);
-    end_innermost_if_told();
+    look_at_innermost();
 }
 
 // Waits like poll_or_signal and paints the windows meanwhile; clicks and keys wait until it is
@@ -125,14 +135,26 @@ void platform::start_events()
     set_signal_poll(poll_painting);
 }
 
+void platform::look_at_requests()
+{
+    if (!requests_wait() || pumping)
+        return;
+    if (painting != nullptr)
+        wake_put_off = true;
+    else
+        look_at_innermost();
+}
+
 OSStatus RunAppModalLoopForWindow(WindowRef window)
 {
+    const bool outer_pumping = std::exchange(pumping, false);
     modal_loop &loop = loops.emplace_back();
     loop.window = window;
     platform::look_around(loop.watch, false);
     if (!loop.watch.ended)
         loop.turning.exec();
     loops.pop_back();
+    pumping = outer_pumping;
     return noErr;
 }
 
@@ -161,8 +183,11 @@ Boolean WaitNextEvent(std::uint16_t /*mask*/, EventRecord *event, std::uint32_t 
     QTimer over;
     over.setSingleShot(true);
     over.start(longest);
+    pumping = true;
     QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    return 0; // keys and clicks have reached their windows' handlers
+    pumping = false;
+    event->what = platform::requests_wait() ? kHighLevelEvent : nullEvent;
+    return event->what == nullEvent ? 0 : 1; // keys and clicks have reached their windows' handlers
 }
 
 std::int16_t FindWindow(Point where, WindowRef *window)

@@ -31,13 +31,19 @@ public:
         if (window == nullptr)
             return;
         window->removeEventFilter(this);
-        const QSize size = window->size();
+        const QSize size = own_size();
         window->setMinimumSize(smallest_before);
         window->setContentsMargins(0, 0, 0, 0);
-        // It shrinks where it had to grow; a user who has made it larger still wants it so.
-        window->resize(size.width() <= forced.width() ? size_before.width() : size.width(),
-                       size.height() <= forced.height() ? size_before.height() : size.height());
+        window->resize(size);
         window = nullptr;
+    }
+
+    // It shrinks where it had to grow; a user who has made it larger still wants it so.
+    QSize own_size() const
+    {
+        const QSize size = window->size();
+        return {size.width() <= forced.width() ? size_before.width() : size.width(),
+                size.height() <= forced.height() ? size_before.height() : size.height()};
     }
 
     bool eventFilter(QObject *watched, QEvent *event) override
@@ -99,6 +105,11 @@ void platform::attach_sheet(QFrame *sheet, QWidget *window)
         if (button->isDefault())
             button->setFocus();
     }
+}
+
+QSize platform::size_without_sheet(QFrame *sheet)
+{
+    return keeper_of(sheet)->own_size();
 }
 
 void platform::detach_sheet(QFrame *sheet)

@@ -10,6 +10,9 @@ namespace platform {
 // and can be used meanwhile; the window grows when both are too large for it.
 void attach_sheet(QFrame *sheet, QWidget *window);
 
+// The size that the window has without the sheet, which is shown in it.
+QSize size_without_sheet(QFrame *sheet);
+
 // Hides it, and the window is as it was.
 void detach_sheet(QFrame *sheet);
 

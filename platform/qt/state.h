@@ -44,6 +44,9 @@ void start_keys();
 void application_leaves();
 void application_returns();
 
+// Handles the requests that have come in: at once, or after a wait in which only painting happens.
+void look_at_requests();
+
 // Shows the hidden windows and brings all of them to the front.
 void raise_windows();
 

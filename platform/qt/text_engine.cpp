@@ -29,7 +29,12 @@ struct OpaqueTXNObject : QObject {
 
     void place() const
     {
-        view->setGeometry(frame.intersected(window->widget->contentsRect()));
+        // The frame follows the window where a sheet has made that larger.
+        Rect bounds;
+        GetWindowPortBounds(window, &bounds);
+        const QRect grown = frame.adjusted(0, 0, window->widget->width() - bounds.right,
+                                           window->widget->height() - bounds.bottom);
+        view->setGeometry(grown.intersected(window->widget->contentsRect()));
     }
 
     const WindowRef window;

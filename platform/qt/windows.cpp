@@ -373,8 +373,11 @@ Rect *GetWindowPortBounds(WindowRef window, Rect *bounds)
 {
     *bounds = {};
     if (window != nullptr) {
-        bounds->right = static_cast<std::int16_t>(window->widget->width());
-        bounds->bottom = static_cast<std::int16_t>(window->widget->height());
+        const QSize size = window->sheet == nullptr
+                               ? window->widget->size()
+                               : platform::size_without_sheet(static_cast<QFrame *>(window->sheet));
+        bounds->right = static_cast<std::int16_t>(size.width());
+        bounds->bottom = static_cast<std::int16_t>(size.height());
     }
     return bounds;
 }
