@@ -3,6 +3,7 @@
 #include "app/command_line.h"
 #include "app/globals.h"
 #include "cli/exit_statuses.h"
+#include "cli/service.h"
 #include "console/console_io.h"
 #include "engine/dispatch.h"
 #include "engine/eps_extraction.h"
@@ -407,6 +408,14 @@ const std::vector<cli_command> cli_commands = {
      true,
      true,
      exec},
+    {"serve",
+     nullptr,
+     "Answer requests from the session bus until a quit request or Ctrl-C",
+     {},
+     {},
+     false,
+     true,
+     serve},
     {"tools",
      nullptr,
      "List the outside tools, and the packages that bring what is missing",

@@ -4,6 +4,7 @@
 #include "app/startup.h"
 #include "cli/commands.h"
 #include "cli/exit_statuses.h"
+#include "cli/interruption.h"
 #include "console/console_io.h"
 #include "platform/core/signals.h"
 #include "platform/events.h"
@@ -57,16 +58,12 @@ void show_withheld_text()
 // the program just ends.
 void interrupt()
 {
-    interrupted = 1;
-    if (inScript == 0 && inRun == 0) {
-        if (userCancel == 0) // else the run has told it
-            text_printf("\nUser cancelled processing.\n");
-        show_withheld_text();
-        std::exit(cli_interrupted);
-    }
-    platform::kill_run_processes();
-    userCancel = 1;
-    inScript = 0;
+    if (interrupt_run())
+        return;
+    if (userCancel == 0) // else the run has told it
+        text_printf("\nUser cancelled processing.\n");
+    show_withheld_text();
+    std::exit(cli_interrupted);
 }
 
 // Whoever sent a signal other than Ctrl-C is to see that it was the end.

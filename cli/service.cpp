@@ -1,0 +1,40 @@
+#include "cli/service.h"
+
+#include "cli/exit_statuses.h"
+#include "cli/interruption.h"
+#include "platform/core/session_bus.h"
+#include "platform/events.h"
+#include "platform/headless/terminal.h"
+#include "platform/processes.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <poll.h>
+
+// An interrupt ends a run first, and then, told again, the service.
+static void interrupt_service()
+{
+    if (!interrupt_run())
+        std::exit(cli_interrupted);
+}
+
+int serve(const cli_request & /*request*/)
+{
+    switch (platform::take_program_name()) {
+    case platform::program_name::no_bus:
+        std::fputs("papermill: no session bus answers, so that no request can come in.\n", stderr);
+        return cli_failed;
+    case platform::program_name::held:
+        std::fputs("papermill: the program runs already and answers the requests.\n", stderr);
+        return cli_failed;
+    case platform::program_name::taken:
+        break;
+    }
+    // Registered last, so that it comes first: a run's processes end before its folder goes.
+    std::atexit(platform::kill_run_processes);
+    platform::on_interrupt(interrupt_service);
+    platform::keep_answering();
+    platform::listen_to(platform::bus_poll, platform::read_bus);
+    RunApplicationEventLoop();
+    return cli_done;
+}
