@@ -149,6 +149,12 @@ void install_handlers()
     myMask = 0xFFFF;
 }
 
+void tell_scripting_is_off()
+{
+    if (doDebug)
+        text_printf("Scripting is off: no session bus answers.\n");
+}
+
 void info()
 {
     const unsigned char name[] = {4, 'I', 'n', 'f', 'o'};

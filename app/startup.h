@@ -24,6 +24,9 @@ void install_signal_handler();
 // handler, the mask of events.
 void install_handlers();
 
+// Says, to whoever wants to know all (doDebug), that no request can come in.
+void tell_scripting_is_off();
+
 void info(); // shows the text resource named "Info"
 
 #endif
