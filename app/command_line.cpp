@@ -30,3 +30,8 @@ void ExecuteCommand()
     run.doing = "Running:";
     run_and_wait(run);
 }
+
+void DoAppleScript()
+{
+    ExecuteCommand();
+}

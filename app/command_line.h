@@ -5,4 +5,7 @@
 // Runs command_line in curr_dir and shows what it printed.
 void ExecuteCommand();
 
+// The same for a command that was sent.
+void DoAppleScript();
+
 #endif

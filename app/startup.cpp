@@ -14,6 +14,7 @@
 #include "platform/resources.h"
 #include "platform/strings.h"
 #include "platform/windows.h"
+#include "scripting/apple_events.h"
 #include "settings/file_choosers.h"
 #include "settings/prefs_store.h"
 
@@ -51,6 +52,7 @@ int initial()
     CheckSystem();
     SetUpCursors();
     SetDialogFont(0);
+    DoAEInstallation();
     CreateNavUPP1();
     GetFolders();
     getMachOCalls();

@@ -61,7 +61,7 @@ int open_files(const cli_request &request)
 {
     if (!has_folder(request.words))
         return cli_failed;
-    numberOfJobs = 0;
+    clear_jobs();
     for (const std::string &file : request.words)
         add_job(absolute_path(file).c_str());
     doOpenDoc();
@@ -130,9 +130,7 @@ int eps2eps(const cli_request &request)
 
 int ps2eps(const cli_request &request)
 {
-    // An EPS file may take its page's place; a link to the page may not cost the page.
-    if (!take_files(request, ".eps") ||
-        (std::strcmp(in_file, out_file) != 0 && refuse_own_input(in_file, out_file)))
+    if (!take_files(request, ".eps"))
         return outcome();
     do_ps2eps(nullptr);
     if (userCancel != 0) // which that conversion does not tell

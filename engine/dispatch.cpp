@@ -24,15 +24,22 @@ void refuse_job(const char *path)
     conversion_failed();
 }
 
-job_record *last_job()
-{
-    job_record *job = &myJobs;
-    while (job->next != nullptr)
-        job = job->next;
-    return job;
-}
+job_record *last_job; // where the list goes on
 
 } // namespace
+
+void clear_jobs()
+{
+    for (job_record *job = myJobs.next; job != nullptr;) {
+        job_record *next = job->next;
+        std::free(job->long_path);
+        std::free(job);
+        job = next;
+    }
+    std::free(myJobs.long_path);
+    myJobs = {};
+    numberOfJobs = 0;
+}
 
 void add_job(const char *path)
 {
@@ -43,8 +50,9 @@ void add_job(const char *path)
             refuse_job(path);
             return;
         }
-        last_job()->next = job;
+        last_job->next = job;
     }
+    last_job = job;
     ++numberOfJobs;
     job->next = nullptr;
     job->long_path = nullptr;
@@ -75,19 +83,7 @@ void doOpenDoc()
         else
             do_ps2pdf(path);
     }
-
-    std::free(myJobs.long_path);
-    myJobs.long_path = nullptr;
-    if (numberOfJobs > 1) {
-        for (job_record *job = myJobs.next; job != nullptr;) {
-            job_record *next = job->next;
-            std::free(job->long_path);
-            std::free(job);
-            job = next;
-        }
-        myJobs.next = nullptr;
-    }
-    numberOfJobs = 0;
+    clear_jobs();
 }
 
 void runDragFile()

@@ -2,7 +2,10 @@
 #ifndef PAPERMILL_ENGINE_DISPATCH_H
 #define PAPERMILL_ENGINE_DISPATCH_H
 
-// Appends the path to the open-documents list; senders first set numberOfJobs to 0.
+// Empties the open-documents list, as senders do first.
+void clear_jobs();
+
+// Appends the path to the open-documents list.
 void add_job(const char *path);
 
 // Converts every file of the open-documents list in its order, then frees the list. What is not

@@ -133,6 +133,9 @@ void do_ps2eps(const char *input)
     if ((input != nullptr && !take_path(in_file, input)) ||
         !take_output(out_file, nullptr, in_file, ".eps"))
         return;
+    // An EPS file may take its page's place; a link to the page may not cost the page.
+    if (std::strcmp(in_file, out_file) != 0 && refuse_own_input(in_file, out_file))
+        return;
     const std::string boxes = std::string(tmpPath) + "/tmp.bbox";
     const std::string banner =
         std::string("Converting \"") + in_file + "\" to \"" + out_file + "\".\n";

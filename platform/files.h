@@ -115,6 +115,9 @@ namespace platform {
 OSErr path_of(const FSSpec &spec, std::string *path);
 OSErr path_of(const FSRef &ref, std::string *path);
 
+// The specification's name, a long one whole; bdNamErr when no file can have it.
+OSErr whole_name(const FSSpec &spec, std::string *name);
+
 // The specification of what is at that path, or may be: fnfErr, with the specification made, when
 // nothing is there but its folder; dirNFErr without the folder.
 OSErr specify(const char *path, FSSpec *spec);

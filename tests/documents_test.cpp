@@ -54,7 +54,7 @@ TEST(Documents, EveryMessageIsExplained)
 {
     std::set<std::string> messages;
     for (const char *folder :
-         {"app", "cli", "console", "dialogs", "engine", "settings", "stand_ins"}) {
+         {"app", "cli", "console", "dialogs", "engine", "scripting", "settings", "stand_ins"}) {
         for (const auto &entry : fs::directory_iterator(root + "/" + folder)) {
             collect(entry.path(), R"(text_printf\()", &messages);
             collect(entry.path(), R"(complain\()", &messages);

@@ -7,12 +7,14 @@ file(GLOB_RECURSE checked_sources CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/cli/*.cpp ${PROJECT_SOURCE_DIR}/console/*.cpp
     ${PROJECT_SOURCE_DIR}/dialogs/*.cpp ${PROJECT_SOURCE_DIR}/engine/*.cpp
     ${PROJECT_SOURCE_DIR}/platform/*.cpp
-    ${PROJECT_SOURCE_DIR}/resources/*.cpp ${PROJECT_SOURCE_DIR}/settings/*.cpp
+    ${PROJECT_SOURCE_DIR}/resources/*.cpp ${PROJECT_SOURCE_DIR}/scripting/*.cpp
+    ${PROJECT_SOURCE_DIR}/settings/*.cpp
     ${PROJECT_SOURCE_DIR}/stand_ins/*.cpp ${PROJECT_SOURCE_DIR}/tests/*.cpp)
 file(GLOB_RECURSE checked_headers CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/app/*.h ${PROJECT_SOURCE_DIR}/cli/*.h ${PROJECT_SOURCE_DIR}/console/*.h
     ${PROJECT_SOURCE_DIR}/dialogs/*.h
     ${PROJECT_SOURCE_DIR}/engine/*.h ${PROJECT_SOURCE_DIR}/platform/*.h
+    ${PROJECT_SOURCE_DIR}/scripting/*.h
     ${PROJECT_SOURCE_DIR}/settings/*.h ${PROJECT_SOURCE_DIR}/stand_ins/*.h
     ${PROJECT_SOURCE_DIR}/tests/*.h)
 

@@ -290,10 +290,8 @@ OSErr platform::path_of(const FSSpec &spec, std::string *path)
 {
     if (spec.vRefNum != 0 && spec.vRefNum != only_volume)
         return nsvErr;
-    if (spec.name[0] > longest_name)
-        return bdNamErr;
     std::string name;
-    OSErr error = name_of(spec.name, &name);
+    OSErr error = whole_name(spec, &name);
     if (error != noErr)
         return error;
     std::string folder;
@@ -308,6 +306,11 @@ OSErr platform::path_of(const FSSpec &spec, std::string *path)
     else
         *path = folder == "/" ? folder + name : folder + "/" + name;
     return noErr;
+}
+
+OSErr platform::whole_name(const FSSpec &spec, std::string *name)
+{
+    return spec.name[0] > longest_name ? OSErr{bdNamErr} : name_of(spec.name, name);
 }
 
 OSErr platform::specify(const char *path, FSSpec *spec)

@@ -62,7 +62,7 @@ OSErr platform::put_record(AEDesc *desc, std::size_t place, std::size_t old_leng
     }
     char *at = *handle + place;
     std::memmove(at + bytes.size(), at + old_length, behind);
-    std::memcpy(at, bytes.data(), bytes.size());
+    bytes.copy(at, bytes.size());
     if (new_size < old_size)
         SetHandleSize(handle, new_size);
     return noErr;

@@ -1,5 +1,6 @@
 #include "platform/apple_events.h"
 
+#include "platform/core/records.h"
 #include "platform/files.h"
 #include "tests/support/descriptors.h"
 #include "tests/support/temporary_folder.h"
@@ -289,18 +290,25 @@ TEST_F(Descriptors, AListOfTenThousandIsMadeAndReadAtOnce)
 
 TEST_F(Descriptors, ListsWithinListsAreUnwrappedHoweverDeep)
 {
-    constexpr int deep = 2000; // each level holds a copy of all below it
-    AEDescList list = list_of({"core"});
-    for (int i = 0; i < deep; ++i) {
-        AEDescList outer;
-        ASSERT_EQ(AECreateList(&outer), noErr);
-        ASSERT_EQ(AEPutDesc(&outer, 0, &list), noErr);
-        AEDisposeDesc(&list);
-        list = outer;
+    constexpr std::size_t deep =
+        200000; // a function that called itself for each would not come back
+    constexpr std::size_t level = sizeof(platform::record_head) + sizeof(platform::record);
+    const std::string text = "core";
+    std::string bytes;
+    for (std::size_t below = deep; below-- > 0;) {
+        const auto size = static_cast<std::uint32_t>(below * level + text.size());
+        const platform::record_head head = {};
+        const platform::record item = {typeWildCard, platform::list_item,
+                                       below == 0 ? typeChar : typeAEList, size};
+        bytes.append(reinterpret_cast<const char *>(&head), sizeof head);
+        bytes.append(reinterpret_cast<const char *>(&item), sizeof item);
     }
+    bytes += text;
+    AEDescList list;
+    ASSERT_EQ(AECreateDesc(typeAEList, bytes.data(), bytes.size(), &list), noErr);
     AEDesc core;
     ASSERT_EQ(AECoerceDesc(&list, typeChar, &core), noErr);
-    EXPECT_EQ(bytes_of(core), "core");
+    EXPECT_EQ(bytes_of(core), text);
     AEDisposeDesc(&core);
     AEDisposeDesc(&list);
 }
