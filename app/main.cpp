@@ -28,7 +28,7 @@ constexpr int wrong_usage = 2;
 constexpr int busy = 75;
 
 const char usage[] =
-    "Usage: papermill-desktop [--background] [FILE...]\n"
+    "Usage: papermill-desktop [--background] [--service] [FILE...]\n"
     "Shows the console window and converts each file to PDF, as if it were opened. When the\n"
     "program already runs, its window comes to the front and converts them.\n"
     "\n"
