@@ -2,6 +2,7 @@
 
 #include "app/globals.h"
 #include "console/console_text.h"
+#include "platform/apple_events.h"
 
 EventRecord gEvent;
 std::uint16_t myMask;
@@ -22,9 +23,12 @@ Boolean main_event(std::uint16_t mask)
     return 0;
 }
 
-// Keys and clicks reach their windows' own handlers; without a menu bar no classic event is left
-// that asks for anything.
-void DoEvent(const EventRecord * /*event*/) {}
+// Keys and clicks reach their windows' own handlers.
+void DoEvent(const EventRecord *event)
+{
+    if (event->what == kHighLevelEvent)
+        AEProcessAppleEvent(event);
+}
 
 void do_idle()
 {

@@ -58,13 +58,15 @@ OSErr text_to_reference(std::string_view text, AEDesc *result)
     return error == noErr ? make(ref, result) : error;
 }
 
+// Of what is not there, too: an output is named before it is made.
 OSErr text_to_specification(std::string_view text, AEDesc *result)
 {
     std::string path;
-    FSSpec spec;
     OSErr error = platform::path_from_text(text, &path);
-    if (error == noErr)
-        error = platform::specify(path.c_str(), &spec);
+    if (error != noErr)
+        return error;
+    FSSpec spec;
+    error = platform::specify(path.c_str(), &spec);
     return error == noErr || error == fnfErr ? make(spec, result) : error;
 }
 

@@ -245,7 +245,10 @@ TEST_F(StartUp, EverythingStandsAfterwards)
     EXPECT_EQ(inBackground, 0);
     const std::string path = std::getenv("PATH");
     EXPECT_EQ(path.find(std::string(contentsPath) + "/Resources/bin:/usr/local/bin:"), 0U);
-    EXPECT_EQ(watched.order(), "RegisterAppearanceClient TXNSelectAll TXNActivate(1) SetCursor");
+    EXPECT_EQ(watched.order(), "RegisterAppearanceClient SetDialogFont AESetInteractionAllowed(1) "
+                               "NewNavEventUPP TXNSelectAll TXNActivate(1) SetCursor");
+    ASSERT_EQ(watched.installed.size(), 13U);
+    EXPECT_EQ(watched.installed.back(), "AESetInteractionAllowed(1)");
     EXPECT_EQ(console.text(), "");
 }
 
@@ -361,15 +364,23 @@ TEST_F(Pump, TheCaretBlinksOnlyInAReadingConsoleInFront)
     EXPECT_EQ(watched.count("TXNIdle"), 1U);
 }
 
-TEST_F(Pump, ClassicEventsAskForNothing)
+TEST_F(Pump, OtherEventsAskForNothing)
 {
     EventRecord event = {};
-    for (const std::uint16_t what : {std::uint16_t{0}, mouseDown, kHighLevelEvent}) {
+    for (const std::uint16_t what : {std::uint16_t{0}, mouseDown, std::uint16_t{24}}) {
         event.what = what;
         DoEvent(&event);
     }
     EXPECT_EQ(watched.order(), "");
     EXPECT_EQ(console.text(), "");
+}
+
+TEST_F(Pump, AHighLevelEventIsARequestThatWaits)
+{
+    EventRecord event = {};
+    event.what = 23;
+    DoEvent(&event);
+    EXPECT_EQ(watched.order(), "AEProcessAppleEvent");
 }
 
 TEST_F(StartUp, TheEditCursorIsACopyOfTheSystems)

@@ -1,7 +1,9 @@
 #include "tests/support/watched_platform.h"
 
 #include "app/globals.h"
+#include "platform/apple_events.h"
 #include "platform/events.h"
+#include "platform/navigation.h"
 #include "platform/processes.h"
 #include "platform/quickdraw.h"
 #include "platform/text_engine.h"
@@ -176,4 +178,74 @@ OSErr watched_GetProcessInformation(const ProcessSerialNumber *process, ProcessI
         return error;
     return FSGetCatalogInfo(&reference, kFSCatInfoNone, nullptr, nullptr, info->processAppSpec,
                             nullptr);
+}
+
+// ---- Apple events ----
+
+static std::string text_of_code(OSType code)
+{
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8)
+        text += static_cast<char>(code >> shift & 0xFF);
+    return text;
+}
+
+OSErr real_AEInstallEventHandler(AEEventClass event_class, AEEventID event_id,
+                                 AEEventHandlerUPP handler, std::uint32_t refcon, Boolean system)
+    REAL("_Z21AEInstallEventHandlerjjPFsPK6AEDescPS_jEjh");
+OSErr watched_AEInstallEventHandler(AEEventClass event_class, AEEventID event_id,
+                                    AEEventHandlerUPP handler, std::uint32_t refcon, Boolean system)
+    WATCHED("_Z21AEInstallEventHandlerjjPFsPK6AEDescPS_jEjh");
+OSErr watched_AEInstallEventHandler(AEEventClass event_class, AEEventID event_id,
+                                    AEEventHandlerUPP handler, std::uint32_t refcon, Boolean system)
+{
+    watched.installed.push_back(text_of_code(event_class) + "/" + text_of_code(event_id));
+    if (refcon != 0 || system)
+        ++watched.other_installations;
+    return real_AEInstallEventHandler(event_class, event_id, handler, refcon, system);
+}
+
+OSErr real_AESetInteractionAllowed(std::uint8_t level) REAL("_Z23AESetInteractionAllowedh");
+OSErr watched_AESetInteractionAllowed(std::uint8_t level) WATCHED("_Z23AESetInteractionAllowedh");
+OSErr watched_AESetInteractionAllowed(std::uint8_t level)
+{
+    const std::string call = "AESetInteractionAllowed(" + std::to_string(level) + ")";
+    note(call.c_str());
+    watched.installed.push_back(call);
+    return real_AESetInteractionAllowed(level);
+}
+
+OSErr real_AEProcessAppleEvent(const EventRecord *event)
+    REAL("_Z19AEProcessAppleEventPK11EventRecord");
+OSErr watched_AEProcessAppleEvent(const EventRecord *event)
+    WATCHED("_Z19AEProcessAppleEventPK11EventRecord");
+OSErr watched_AEProcessAppleEvent(const EventRecord *event)
+{
+    note("AEProcessAppleEvent");
+    return real_AEProcessAppleEvent(event);
+}
+
+Boolean watched_CheckEventQueueForUserCancel() WATCHED("_Z28CheckEventQueueForUserCancelv");
+Boolean watched_CheckEventQueueForUserCancel()
+{
+    return watched.user_cancels ? 1 : 0;
+}
+
+// ---- what start-up does before and after the handlers ----
+
+void real_SetDialogFont(std::int16_t font) REAL("_Z13SetDialogFonts");
+void watched_SetDialogFont(std::int16_t font) WATCHED("_Z13SetDialogFonts");
+void watched_SetDialogFont(std::int16_t font)
+{
+    note("SetDialogFont");
+    real_SetDialogFont(font);
+}
+
+NavEventUPP real_NewNavEventUPP(NavEventUPP callback) REAL("_Z14NewNavEventUPPPFviP8NavCBRecPvE");
+NavEventUPP watched_NewNavEventUPP(NavEventUPP callback)
+    WATCHED("_Z14NewNavEventUPPPFviP8NavCBRecPvE");
+NavEventUPP watched_NewNavEventUPP(NavEventUPP callback)
+{
+    note("NewNavEventUPP");
+    return real_NewNavEventUPP(callback);
 }

@@ -28,6 +28,9 @@ struct watched_platform {
     std::string executable;                   // that this process is taken for; empty: its own
     std::uint16_t event_mask = 0;             // of the last WaitNextEvent
     std::uint32_t event_sleep = 0;
+    std::vector<std::string> installed;    // "CLASS/ID" of each handler for Apple events, in order
+    std::uint32_t other_installations = 0; // those for all programs, or with a reference constant
+    bool user_cancels = false;             // what CheckEventQueueForUserCancel tells
 
     std::size_t count(const std::string &name) const;
     const platform_call *first(const std::string &name) const; // null when it was not called

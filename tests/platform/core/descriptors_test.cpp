@@ -355,7 +355,8 @@ TEST_F(Descriptors, OtherUrisNameNoFileOfThisMachine)
          {"http://localhost" + path, std::string("file:"), std::string("file://"),
           std::string("file://localhost"), std::string("file:a.ps"), "fil" + path, " " + path,
           std::string("a.ps"), std::string("./a.ps"), std::string("~/a.ps"), std::string()})
-        EXPECT_EQ(path_of_text(text, typeFSRef), "error -43") << text;
+        for (const DescType type : {typeFSRef, typeFSS})
+            EXPECT_EQ(path_of_text(text, type), "error -43") << text;
 }
 
 TEST_F(Descriptors, WhatNoPathCanHoldIsRefused)
