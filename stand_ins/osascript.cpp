@@ -1,227 +1,143 @@
-// osascript -e LINE...: as much AppleScript as the program's own terms need. gs.script reports the
-// end of a run with it.
-#include <algorithm>
+// osascript: as much of the script language as the program's own requests need. gs.script reports
+// the end of a run with it, so it has to be quick.
+#include "scripting/sending.h"
+#include "stand_ins/applescript_interpreter.h"
+#include "stand_ins/complain.h"
+
+#include <cerrno>
 #include <cstdio>
-#include <string>
-#include <string_view>
+#include <cstring>
 #include <strings.h>
 #include <unistd.h>
-#include <vector>
 
-constexpr std::string_view application_name = "papermill";
+namespace {
 
-// A stretch of one line, as the positions in an error message count it.
-struct place {
-    std::size_t from, to;
+constexpr int ran = 0, failed = 1, wrong_usage = 2;
+constexpr std::size_t longest_script = std::size_t{16} << 20; // bytes
+
+struct call {
+    std::string lines; // of -e, each with its end
+    bool has_lines = false;
+    bool as_source = false;           // how the result is shown
+    std::FILE *errors_go_to = stderr; // those of the script
 };
 
-// What a script asks the program for; "done", the end of a run, is all there is.
-struct request {
-    place where;
-};
-
-constexpr int no_error = 0;
-constexpr int no_such_process = -600;
-constexpr int not_understood = -2741;
-
-struct failure {
-    int number = no_error;
-    std::string text;
-    place where = {0, 0};
-};
-
-// ---- words ----
-
-struct token {
-    enum { end_of_line, word, text, other } kind = end_of_line;
-    std::string value;
-    place where = {0, 0};
-};
-
-static bool is_blank(char c)
+int refuse_call()
 {
-    return c == ' ' || c == '\t';
+    std::fputs("usage: osascript [-l AppleScript] [-s hseo] [-e line]... [file | -] "
+               "[argument]...\n",
+               stderr);
+    return wrong_usage;
 }
 
-static bool is_word_character(char c)
+bool read_show_flags(const char *flags, call *made)
 {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-}
-
-// Reads the token at `position` and moves behind it. A comment ends the line.
-static token next_token(std::string_view line, std::size_t &position)
-{
-    while (position < line.size() && is_blank(line[position]))
-        ++position;
-    token result;
-    const std::size_t from = position;
-    const std::string_view rest = line.substr(from);
-    if (rest.empty() || rest.front() == '#' || rest.substr(0, 2) == "--") {
-        position = line.size();
-    } else if (is_word_character(rest.front())) {
-        result.kind = token::word;
-        while (position < line.size() && is_word_character(line[position]))
-            result.value += line[position++];
-    } else if (rest.front() == '"') {
-        result.kind = token::text;
-        for (++position; position < line.size() && line[position] != '"'; ++position) {
-            if (line[position] == '\\' && position + 1 < line.size())
-                ++position;
-            result.value += line[position];
+    for (; *flags != 0; ++flags) {
+        switch (*flags) {
+        case 'h':
+        case 's':
+            made->as_source = *flags == 's';
+            break;
+        case 'e':
+        case 'o':
+            made->errors_go_to = *flags == 'e' ? stderr : stdout;
+            break;
+        default:
+            return false;
         }
-        if (position == line.size())
-            result.kind = token::other; // it is not closed
-        else
-            ++position;
-    } else {
-        result.kind = token::other;
-        result.value = line[position++];
     }
-    result.where = {from, position};
-    return result;
+    return true;
 }
 
-static std::vector<token> split_line(std::string_view line)
+// False, after a message, for a call that is not understood.
+bool read_options(int argc, char **argv, call *made)
 {
-    std::vector<token> tokens;
-    std::size_t position = 0;
-    do
-        tokens.push_back(next_token(line, position));
-    while (tokens.back().kind != token::end_of_line);
-    return tokens;
+    int option = 0;
+    while ((option = getopt(argc, argv, "+e:l:s:")) != -1) {
+        if (option == 'e') {
+            made->lines.append(optarg).append("\n");
+            made->has_lines = true;
+        } else if (option == 'l' && strcasecmp(optarg, "AppleScript") != 0) {
+            complain("osascript: the language %s is not known.", optarg);
+            return false;
+        } else if (option == '?' || (option == 's' && !read_show_flags(optarg, made))) {
+            refuse_call();
+            return false;
+        }
+    }
+    return true;
 }
 
-static bool is_word(const token &t, const char *keyword)
+// Reads the script from the file, or from the standard input for "-". False after a message.
+bool read_script(const char *name, std::string *script)
 {
-    return t.kind == token::word && strcasecmp(t.value.c_str(), keyword) == 0;
+    const bool input = std::strcmp(name, "-") == 0;
+    std::FILE *file = input ? stdin : std::fopen(name, "re");
+    if (file == nullptr) {
+        complain("osascript: %s: %s", name, std::strerror(errno));
+        return false;
+    }
+    char chunk[65536];
+    std::size_t size = 0;
+    while (script->size() <= longest_script &&
+           (size = std::fread(chunk, 1, sizeof chunk, file)) > 0)
+        script->append(chunk, size);
+    const int error = std::ferror(file) != 0 ? errno : 0;
+    if (!input)
+        std::fclose(file);
+    if (error != 0)
+        complain("osascript: %s: %s", name, std::strerror(error));
+    else if (script->size() > longest_script)
+        complain("osascript: %s: the script is too long.", name);
+    else if (script->compare(0, 7, "FasdUAS") == 0)
+        complain("osascript: %s: this is a compiled script; save it as text.", name);
+    else
+        return true;
+    return false;
 }
 
-// ---- the script ----
-
-struct script {
-    std::vector<request> requests;
-    failure error; // what could not be understood
-};
-
-struct parser {
-    script result;
-    bool in_tell = false;
-
-    void refuse(const char *expected, const token &found)
-    {
-        static const char *const kinds[] = {"end of line", "identifier", "string", "unknown token"};
-        result.error = {not_understood,
-                        std::string("Expected ") + expected + " but found " + kinds[found.kind] +
-                            ".",
-                        found.where};
-    }
-
-    // Each takes the tokens of one line; the last token is the line's end.
-    void read_request(const token *next)
-    {
-        if (!is_word(*next, "done"))
-            return refuse("a request of the program", *next);
-        if (next[1].kind != token::end_of_line)
-            return refuse("end of line", next[1]);
-        result.requests.push_back({next->where});
-    }
-
-    void read_tell(const token *next)
-    {
-        ++next;
-        if (!is_word(*next, "application") && !is_word(*next, "app"))
-            return refuse("\"application\"", *next);
-        ++next;
-        if (next->kind != token::text ||
-            strcasecmp(next->value.c_str(), application_name.data()) != 0)
-            return refuse("\"papermill\"", *next);
-        ++next;
-        if (is_word(*next, "to"))
-            return read_request(next + 1);
-        if (next->kind != token::end_of_line)
-            return refuse("end of line", *next);
-        in_tell = true;
-    }
-
-    void read_end(const token *next)
-    {
-        ++next;
-        if (is_word(*next, "tell"))
-            ++next;
-        if (next->kind != token::end_of_line)
-            return refuse("end of line", *next);
-        in_tell = false;
-    }
-
-    void read_line(std::string_view line)
-    {
-        const std::vector<token> tokens = split_line(line);
-        const token *first = tokens.data();
-        if (first->kind == token::end_of_line)
-            return;
-        if (!in_tell && is_word(*first, "tell"))
-            read_tell(first);
-        else if (in_tell && is_word(*first, "end"))
-            read_end(first);
-        else if (in_tell)
-            read_request(first);
-        else
-            refuse("\"tell\"", *first);
-    }
-};
-
-static script parse(std::string_view text)
+request_reply send(const request &asked, AESendMode mode, std::int32_t ticks)
 {
-    parser state;
-    while (state.result.error.number == no_error && !text.empty()) {
-        const std::size_t length = std::min(text.find_first_of("\r\n"), text.size());
-        state.read_line(text.substr(0, length));
-        text.remove_prefix(std::min(length + 1, text.size()));
+    return send_request(asked, mode, ticks, nullptr);
+}
+
+void log(const std::string &line)
+{
+    std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+int run(const call &made, const std::string &text, const std::vector<std::string> &arguments)
+{
+    using namespace applescript;
+    script understood;
+    std::optional<value> result;
+    problem error = parse_script(text, &understood);
+    if (error.number == 0)
+        error = run_script(understood, arguments, {send, log}, &result);
+    if (error.number != 0) {
+        std::fprintf(made.errors_go_to, "%s\n", describe(error, understood.text).c_str());
+        return failed;
     }
-    if (state.result.error.number == no_error && state.in_tell)
-        state.refuse("\"end tell\"", token());
-    return state.result;
+    if (result)
+        std::puts((made.as_source ? source(*result) : shown(*result)).c_str());
+    if (std::fflush(stdout) == 0)
+        return ran;
+    complain("osascript: the result can't be written: %s.", std::strerror(errno));
+    return failed;
 }
 
-// ---- the program ----
-
-// Sends the request and waits for the answer. There is no carrier to the program yet, so none
-// comes, and gs.script falls back to its signal.
-static failure send(const request &asked)
-{
-    return {no_such_process,
-            std::string(application_name) + " is not answering on the session bus.", asked.where};
-}
-
-static int report(const failure &what)
-{
-    std::fprintf(stderr, "%zu:%zu: %s error: %s (%d)\n", what.where.from, what.where.to,
-                 what.number == not_understood ? "syntax" : "execution", what.text.c_str(),
-                 what.number);
-    return 1;
-}
+} // namespace
 
 int main(int argc, char **argv)
 {
-    std::string text;
-    bool has_script = false;
-    int option;
-    while ((option = getopt(argc, argv, "+e:")) == 'e') {
-        text.append(optarg).append("\n");
-        has_script = true;
+    call made;
+    if (!read_options(argc, argv, &made))
+        return wrong_usage;
+    std::string text = made.lines;
+    if (!made.has_lines) {
+        const char *name = optind < argc ? argv[optind++] : "-";
+        if (!read_script(name, &text))
+            return failed;
     }
-    if (option != -1 || !has_script || optind != argc) {
-        std::fprintf(stderr, "usage: osascript -e statement ...\n");
-        return 2;
-    }
-
-    const script understood = parse(text);
-    if (understood.error.number != no_error)
-        return report(understood.error);
-    for (const request &each : understood.requests) {
-        const failure outcome = send(each);
-        if (outcome.number != no_error)
-            return report(outcome);
-    }
-    return 0;
+    return run(made, text, {argv + optind, argv + argc});
 }
