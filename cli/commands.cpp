@@ -3,6 +3,7 @@
 #include "app/command_line.h"
 #include "app/globals.h"
 #include "cli/exit_statuses.h"
+#include "cli/send.h"
 #include "cli/service.h"
 #include "console/console_io.h"
 #include "engine/dispatch.h"
@@ -414,6 +415,16 @@ const std::vector<cli_command> cli_commands = {
      false,
      true,
      serve},
+    {"send",
+     nullptr,
+     "Ask the running program for something and wait until it is done",
+     {{"EVENT", list_of_events(), true, false},
+      {"PARAMETER", "what the request needs", false, true}},
+     {},
+     true,
+     false,
+     send_event,
+     false},
     {"tools",
      nullptr,
      "List the outside tools, and the packages that bring what is missing",

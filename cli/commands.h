@@ -2,17 +2,9 @@
 #ifndef PAPERMILL_CLI_COMMANDS_H
 #define PAPERMILL_CLI_COMMANDS_H
 
-#include <map>
-#include <string>
-#include <vector>
+#include "cli/request.h"
 
-// One call of the program, parsed.
-struct cli_request {
-    bool quiet = false;      // show the console only when something fails
-    bool background = false; // run as if another program were in front: scripts in line
-    std::map<std::string, std::string> options; // the command's own that were given, as typed
-    std::vector<std::string> words;             // the command's arguments as typed
-};
+#include <vector>
 
 struct cli_argument {
     const char *name; // as the help shows it
@@ -36,7 +28,8 @@ struct cli_command {
     std::vector<cli_option> options;
     bool free_words;                        // no word after the first is an option
     bool shows_console;                     // what the program prints is the command's output
-    int (*run)(const cli_request &request); // after start-up; returns a cli_exit
+    int (*run)(const cli_request &request); // returns a cli_exit
+    bool converts = true;                   // itself, so that it has to be started up before
 };
 
 extern const std::vector<cli_command> cli_commands;

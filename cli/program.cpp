@@ -215,6 +215,24 @@ int parse(int argc, char **argv, parsed_call *call)
     return -1;
 }
 
+// Starts up what converts, and runs the command.
+int start_and_run(const parsed_call &call)
+{
+    platform::on_interrupt(interrupt);
+    platform::on_processes_gone(processes_gone);
+    platform::prepare_for_tools();
+    platform::set_front_process(!call.request.background);
+    platform::open_application_resources();
+    initial();
+    install_handlers();
+    if (!call.command->shows_console || tmpPath[0] != 0)
+        return call.command->run(call.request);
+    std::fputs("papermill: no folder for temporary files can be made, neither in $TMPDIR nor in "
+               "/tmp.\n",
+               stderr);
+    return cli_failed;
+}
+
 } // namespace
 
 int run_terminal_program(int argc, char **argv)
@@ -232,28 +250,13 @@ int run_terminal_program(int argc, char **argv)
     // Registered first, so that it comes last, when all is cleaned up.
     std::atexit(pass_signal_on);
     platform::catch_signals();
-    platform::on_interrupt(interrupt);
-    platform::on_processes_gone(processes_gone);
-    platform::prepare_for_tools();
-    platform::set_front_process(!call.request.background);
     const bool quiet = call.request.quiet || !call.command->shows_console;
     if (quiet) {
         withheld = fdopen(memfd_create("console", MFD_CLOEXEC), "w+");
         if (withheld != nullptr) // better loud than lost
             platform::set_text_writer(withhold_text);
     }
-
-    platform::open_application_resources();
-    initial();
-    install_handlers();
-    int status = cli_failed;
-    if (call.command->shows_console && tmpPath[0] == 0)
-        std::fputs(
-            "papermill: no folder for temporary files can be made, neither in $TMPDIR nor in "
-            "/tmp.\n",
-            stderr);
-    else
-        status = call.command->run(call.request);
+    int status = call.command->converts ? start_and_run(call) : call.command->run(call.request);
 
     if (!output_is_written() && status == cli_done)
         status = cli_failed;

@@ -2,7 +2,7 @@
 #ifndef PAPERMILL_CLI_SERVICE_H
 #define PAPERMILL_CLI_SERVICE_H
 
-#include "cli/commands.h"
+#include "cli/request.h"
 
 // Answers requests until a quit request or an interrupt ends the process. Returns only when it
 // cannot begin: a cli_exit, after a message.
