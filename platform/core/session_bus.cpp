@@ -5,6 +5,7 @@
 #include "platform/core/sd_bus.h"
 #include "platform/processes.h"
 #include "platform/resources.h"
+#include "scripting/requests.h"
 #include "scripting/terms.h"
 
 #include <cerrno>
@@ -63,12 +64,13 @@ private:
     sd_bus_message *kept;
 };
 
-std::string error_text(const AppleEvent &reply)
+// What the handler says of its error, or a sentence for that.
+std::string error_text(OSErr error, const AppleEvent &reply)
 {
     char text[256];
     std::size_t size = 0;
     if (AEGetParamPtr(&reply, keyErrorString, typeChar, nullptr, text, sizeof text, &size) != noErr)
-        return "The request failed.";
+        return scripting_error_text(error);
     return {text, std::min(size, sizeof text)};
 }
 
@@ -76,7 +78,8 @@ std::string error_text(const AppleEvent &reply)
 void answer_error(sd_bus_message *message, OSErr error, const AppleEvent &reply)
 {
     const std::string name = error_prefix + std::to_string(std::abs(error));
-    sd_bus_reply_method_errorf(message, name.c_str(), "%s (%d)", error_text(reply).c_str(), error);
+    sd_bus_reply_method_errorf(message, name.c_str(), "%s (%d)", error_text(error, reply).c_str(),
+                               error);
 }
 
 // Of a request that was sent as an event: whatever its handler put into the reply.
@@ -113,6 +116,25 @@ int refuse(sd_bus_message *message, const std::string &why)
 
 // ---- requests ----
 
+void come_to_front(const std::string &token)
+{
+    if (activate_handler != nullptr)
+        activate_handler(token.c_str());
+}
+
+// The request to come to the front is the platform's to answer; the program hears of a start.
+int take_activate_event(sd_bus_message *message, AppleEvent &event)
+{
+    AEDisposeDesc(&event);
+    AECreateAppleEvent(kCoreEventClass, kAEOpenApplication, &event);
+    queue_request(event, false,
+                  [asked = kept_message(message)](OSErr error, const AppleEvent &reply) {
+                      come_to_front("");
+                      answer_event(asked.get(), error, reply);
+                  });
+    return 1;
+}
+
 int take_event(sd_bus_message *message)
 {
     const char *event_class = nullptr;
@@ -132,6 +154,8 @@ int take_event(sd_bus_message *message)
         AEDisposeDesc(&event);
         return refuse(message, trouble);
     }
+    if (codes[0] == miscellaneous_class && codes[1] == activate_id)
+        return take_activate_event(message, event);
     queue_request(event, wants_reply != 0,
                   [asked = kept_message(message)](OSErr error, const AppleEvent &reply) {
                       answer_event(asked.get(), error, reply);
@@ -243,12 +267,6 @@ int read_token(sd_bus_message *message, std::string *token)
             result = sd_bus_message_exit_container(message);
     }
     return result;
-}
-
-void come_to_front(const std::string &token)
-{
-    if (activate_handler != nullptr)
-        activate_handler(token.c_str());
 }
 
 int take_activate(sd_bus_message *message)
