@@ -13,6 +13,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <malloc.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -889,6 +890,34 @@ TEST_F(Requests, AnOutputThatDoesNotFitIsAFailedConversion)
         EXPECT_EQ(status(), "1");
         EXPECT_NE(console.lines().find(no_room + ": the path is too long."), std::string::npos);
     }
+}
+
+TEST_F(Requests, RequestsForTheSameFilesTakeNoMoreMemory)
+{
+    const std::string eps = folder.write(std::string(200, 'n') + ".eps", "no box\n");
+    const std::string output = folder / (std::string(200, 'o') + ".pdf");
+    const auto round = [&] { // of requests that are refused before a tool runs
+        for (const handler called : {HandleODOC, HandleEPS2TIFF, HandleEPS2PICT, HandleConvert}) {
+            clear();
+            put_files({"file://" + eps, output});
+            call(called);
+        }
+        clear();
+        put_text(keyDirectObject, eps);
+        put_text(destination, eps);
+        EXPECT_EQ(call(HandleDSC), noErr);
+        EXPECT_EQ(status(), "1");
+        console.clear();
+        watched.calls.clear();
+    };
+    constexpr int rounds = 300; // disposed handles rest a while before they are used again
+    for (int i = 0; i < rounds; ++i)
+        round();
+    const std::size_t before = mallinfo2().uordblks;
+    for (int i = 0; i < rounds; ++i)
+        round();
+    EXPECT_LT(mallinfo2().uordblks, before + 10000);
+    EXPECT_EQ(script.calls(), 0);
 }
 
 // ---- with the real tools ----
