@@ -4,6 +4,7 @@
 #include "app/globals.h"
 #include "console/console_text.h"
 #include "console/console_window.h"
+#include "engine/dispatch.h"
 #include "engine/tool_runner.h"
 #include "platform/files.h"
 #include "platform/memory.h"
@@ -418,6 +419,15 @@ TEST_F(Requests, NoFileIsConvertedWhenOneCannotBeRead)
     put_files({one});
     EXPECT_EQ(call(HandleODOC), noErr);
     EXPECT_EQ(script.calls(), 1); // none of the files before
+}
+
+TEST_F(Requests, FilesThatSomebodyLeftInTheListAreNotConverted)
+{
+    add_job(folder.write("left.ps", document).c_str());
+    add_job(folder.write("over.ps", document).c_str());
+    put_files({folder.write("one.ps", document)});
+    EXPECT_EQ(call(HandleODOC), noErr);
+    EXPECT_EQ(script.calls(), 1);
 }
 
 TEST_F(Requests, TenThousandFilesAreTakenOrNone)
