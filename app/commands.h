@@ -8,8 +8,13 @@
 constexpr std::size_t application_event_count = 4;
 extern const EventTypeSpec applicationEvents[application_event_count];
 
-// Keeps inBackground in step with the application's activation. It leaves every event unhandled, so
-// that the platform's own handlers see it, too.
+// Runs menu commands, keeps the menus in step with the run, and inBackground with the application's
+// activation. It leaves every event unhandled, so that the platform's own handlers see it, too: to
+// quit is theirs.
 OSStatus myAppHandler(EventHandlerCallRef call, EventRef event, void *userData);
+
+// Runs the command of that item of the menu of that ID. Others do nothing. A chooser that is
+// cancelled ends a command without a message.
+void do_menus(std::int16_t menuID, std::uint16_t item);
 
 #endif

@@ -1,8 +1,10 @@
 #include "app/event_pump.h"
 
 #include "app/globals.h"
+#include "app/menu_state.h"
 #include "console/console_text.h"
 #include "platform/apple_events.h"
+#include "platform/menus.h"
 
 EventRecord gEvent;
 std::uint16_t myMask;
@@ -23,11 +25,16 @@ Boolean main_event(std::uint16_t mask)
     return 0;
 }
 
-// Keys and clicks reach their windows' own handlers.
+// What is chosen in the menu bar comes to the application as a command.
 void DoEvent(const EventRecord *event)
 {
     if (event->what == kHighLevelEvent)
         AEProcessAppleEvent(event);
+    WindowRef window = nullptr;
+    if (event->what != mouseDown || FindWindow(event->where, &window) != inMenuBar)
+        return;
+    ChangeMenus(FrontWindow());
+    MenuSelect(event->where);
 }
 
 void do_idle()

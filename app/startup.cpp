@@ -4,6 +4,7 @@
 #include "app/cursors.h"
 #include "app/event_pump.h"
 #include "app/globals.h"
+#include "app/menus.h"
 #include "console/console_io.h"
 #include "console/console_text.h"
 #include "console/console_window.h"
@@ -65,6 +66,7 @@ int initial()
 
     const char *debug = get_str_resource("DEBUG1");
     doDebug = debug != nullptr && debug[0] == '1' ? 1 : 0;
+    SetUpMenus();
     SetBinaryPath();
 
     char *pdftops = get_string("PDFTOPS_STR");

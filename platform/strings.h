@@ -5,6 +5,7 @@
 #include "platform/types.h"
 
 #include <cstddef>
+#include <string_view>
 
 // Turns the C string at `s` into a Pascal string in place, and back; the same address is returned.
 // The buffer must have room for one more byte than the text. c2pstr keeps at most 255 bytes.
@@ -27,6 +28,9 @@ bool copy_whole(char (&buffer)[size], const char *s)
 {
     return copy_whole(buffer, size, s);
 }
+
+// Writes the text as a Pascal string, of which it keeps at most 255 bytes.
+void to_pascal(std::string_view text, StringPtr pascal);
 
 } // namespace platform
 

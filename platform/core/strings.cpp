@@ -144,3 +144,9 @@ bool platform::copy_whole(char *buffer, std::size_t size, const char *s)
     std::memmove(buffer, s, length + 1);
     return true;
 }
+
+void platform::to_pascal(std::string_view text, StringPtr pascal)
+{
+    pascal[0] = static_cast<unsigned char>(std::min<std::size_t>(text.size(), 255));
+    std::memcpy(pascal + 1, text.data(), pascal[0]);
+}

@@ -14,7 +14,8 @@ void open_desktop(const char *program, const char *complaint);
 // front. Once, after take_program_name.
 void serve_bus();
 
-// Called when the user (Ctrl+Q) or the end of the session asks the program to end; it is to do so.
+// Called when the user (Quit in the menu) or the end of the session asks the program to end; it is
+// to do so.
 void on_quit(callback handler);
 
 } // namespace platform

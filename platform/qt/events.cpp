@@ -9,6 +9,7 @@
 
 #include <QApplication>
 #include <QEventLoop>
+#include <QMenuBar>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -192,6 +193,10 @@ Boolean WaitNextEvent(std::uint16_t /*mask*/, EventRecord *event, std::uint32_t 
 
 std::int16_t FindWindow(Point where, WindowRef *window)
 {
-    *window = platform::window_of(QApplication::widgetAt(where.h, where.v));
+    const QWidget *const found = QApplication::widgetAt(where.h, where.v);
+    *window = nullptr;
+    if (qobject_cast<const QMenuBar *>(found) != nullptr)
+        return inMenuBar;
+    *window = platform::window_of(found);
     return *window == nullptr ? 0 : inContent;
 }

@@ -8,7 +8,6 @@
 #include <QStringList>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -17,18 +16,13 @@ namespace {
 struct named_font {
     std::string name;
     QFont font;
+    bool installed; // else the name only stands for it
 };
-
-void to_pascal(const std::string &text, StringPtr pascal)
-{
-    pascal[0] = static_cast<unsigned char>(std::min<std::size_t>(text.size(), 255));
-    std::memcpy(pascal + 1, text.data(), pascal[0]);
-}
 
 bool is_name(const std::string &text, ConstStringPtr name)
 {
     Str255 pascal;
-    to_pascal(text, pascal);
+    platform::to_pascal(text, pascal);
     return EqualString(pascal, name, 0, 0) != 0;
 }
 
@@ -37,21 +31,22 @@ const std::vector<named_font> &fonts()
 {
     static const std::vector<named_font> all = [] {
         const QFont interface = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
-        std::vector<named_font> list = {{QFontInfo(interface).family().toStdString(), interface}};
-        const auto add = [&](const std::string &name, const QFont &font) {
+        std::vector<named_font> list = {
+            {QFontInfo(interface).family().toStdString(), interface, true}};
+        const auto add = [&](const std::string &name, const QFont &font, bool installed) {
             Str255 pascal;
-            to_pascal(name, pascal);
+            platform::to_pascal(name, pascal);
             const bool known = std::any_of(list.begin(), list.end(), [&](const auto &each) {
                 return is_name(each.name, pascal);
             });
             if (!known)
-                list.push_back({name, font});
+                list.push_back({name, font, installed});
         };
         for (const QString &family : QFontDatabase::families())
             if (!QFontDatabase::isPrivateFamily(family))
-                add(family.toStdString(), QFont(family));
-        add("Monaco", QFontDatabase::systemFont(QFontDatabase::FixedFont));
-        add("Lucida Grande", interface);
+                add(family.toStdString(), QFont(family), true);
+        add("Monaco", QFontDatabase::systemFont(QFontDatabase::FixedFont), false);
+        add("Lucida Grande", interface, false);
         return list;
     }();
     return all;
@@ -66,6 +61,19 @@ QFont platform::font_named(ConstStringPtr name)
     return fonts()[static_cast<std::size_t>(number)].font;
 }
 
+std::vector<std::string> platform::installed_fonts()
+{
+    QStringList names;
+    for (const named_font &each : fonts())
+        if (each.installed)
+            names.append(QString::fromStdString(each.name));
+    names.sort(Qt::CaseInsensitive);
+    std::vector<std::string> result;
+    for (const QString &name : names)
+        result.push_back(name.toStdString());
+    return result;
+}
+
 void GetFNum(ConstStringPtr name, std::int16_t *number)
 {
     const auto found = std::find_if(fonts().begin(), fonts().end(),
@@ -77,5 +85,6 @@ void GetFNum(ConstStringPtr name, std::int16_t *number)
 void GetFontName(std::int16_t number, StringPtr name)
 {
     const auto place = static_cast<std::size_t>(number);
-    to_pascal(number >= 0 && place < fonts().size() ? fonts()[place].name : std::string(), name);
+    platform::to_pascal(number >= 0 && place < fonts().size() ? fonts()[place].name : std::string(),
+                        name);
 }

@@ -6,10 +6,16 @@
 
 #include <QFont>
 
+#include <string>
+#include <vector>
+
 namespace platform {
 
 // The font of that name; the interface font when there is none.
 QFont font_named(ConstStringPtr name);
+
+// The names of the families that the desktop has, sorted.
+std::vector<std::string> installed_fonts();
 
 } // namespace platform
 

@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QInputMethodEvent>
 #include <QKeyEvent>
+#include <QMenuBar>
 #include <QWindow>
 
 #include <algorithm>
@@ -124,6 +125,13 @@ bool take_key(WindowRef window, QKeyEvent *key)
     return pass_to_text(window, in_sheet, key);
 }
 
+// Whether the user is choosing from a menu.
+bool menus_have_keyboard()
+{
+    return QApplication::activePopupWidget() != nullptr ||
+           qobject_cast<QMenuBar *>(QApplication::focusWidget()) != nullptr;
+}
+
 // Sees the keys before the widgets do: they come to the window's QWindow first, once each.
 class key_filter : public QObject {
 public:
@@ -131,8 +139,7 @@ public:
     {
         if (event->type() == QEvent::InputMethod)
             return take_composed(watched, static_cast<QInputMethodEvent *>(event));
-        if (event->type() != QEvent::KeyPress || !watched->isWindowType() ||
-            QApplication::activePopupWidget() != nullptr)
+        if (event->type() != QEvent::KeyPress || !watched->isWindowType() || menus_have_keyboard())
             return false;
         for (QWidget *widget : QApplication::topLevelWidgets()) {
             if (widget->windowHandle() != watched)

@@ -1,5 +1,7 @@
 #include "platform/qt/sheet.h"
 
+#include "platform/qt/menu_bar.h"
+
 #include <QEvent>
 #include <QLayout>
 #include <QPushButton>
@@ -33,7 +35,7 @@ public:
         window->removeEventFilter(this);
         const QSize size = own_size();
         window->setMinimumSize(smallest_before);
-        window->setContentsMargins(0, 0, 0, 0);
+        window->setContentsMargins(0, platform::menu_bar_height(window), 0, 0);
         window->resize(size);
         window = nullptr;
     }
@@ -49,7 +51,7 @@ public:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
         const bool resized = watched == window && event->type() == QEvent::Resize;
-        const bool changed = watched == sheet && event->type() == QEvent::LayoutRequest;
+        const bool changed = event->type() == QEvent::LayoutRequest; // in the sheet or menu bar
         if (window != nullptr && (resized || changed))
             place();
         return false;
@@ -63,15 +65,16 @@ private:
         const int height = sheet->layout()->hasHeightForWidth()
                                ? sheet->layout()->heightForWidth(width)
                                : sheet->sizeHint().height();
+        const int top = platform::menu_bar_height(window);
         const QSize smallest(std::max(least, smallest_before.width()),
-                             height + std::max(kept_below, smallest_before.height()));
+                             top + height + std::max(kept_below, smallest_before.height()));
         if (smallest.width() > size_before.width())
             forced.setWidth(std::max(forced.width(), smallest.width()));
         if (smallest.height() > size_before.height())
             forced.setHeight(std::max(forced.height(), smallest.height()));
         window->setMinimumSize(smallest);
-        window->setContentsMargins(0, height, 0, 0);
-        sheet->setGeometry(0, 0, width, height);
+        window->setContentsMargins(0, top + height, 0, 0);
+        sheet->setGeometry(0, top, width, height);
     }
 
     static constexpr int kept_below = 80; // pixels: some lines of what is in the window

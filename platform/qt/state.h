@@ -28,6 +28,12 @@ struct OpaqueWindow {
 
 namespace platform {
 
+// The first document window that was made and is still there, or null.
+WindowRef document_window();
+
+// Loads the entry `name` of the interface file. Null when it has none. The caller's.
+QWidget *load_entry(IBNibRef nib, const char *name);
+
 // The window whose widget this is or lies in; a sheet before the window that it is attached to.
 WindowRef window_of(const QWidget *widget);
 

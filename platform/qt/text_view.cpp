@@ -550,6 +550,12 @@ void text_view::select(std::size_t new_anchor, std::size_t new_cursor)
     QAccessible::updateAccessibility(&event);
 }
 
+void text_view::select_all()
+{
+    bring_up_to_date();
+    select(0, shown.size());
+}
+
 void text_view::copy() const
 {
     if (anchor != moving)
@@ -658,8 +664,7 @@ void text_view::contextMenuEvent(QContextMenuEvent *event)
     QAction *const copying = menu->addAction(tr("&Copy"), this, &text_view::copy);
     copying->setShortcut(QKeySequence::Copy);
     copying->setEnabled(anchor != moving);
-    QAction *const selecting =
-        menu->addAction(tr("Select &All"), this, [this] { select(0, shown.size()); });
+    QAction *const selecting = menu->addAction(tr("Select &All"), this, &text_view::select_all);
     selecting->setShortcut(QKeySequence::SelectAll);
     selecting->setEnabled(shown.size() > 0);
     menu->popup(event->reason() == QContextMenuEvent::Keyboard
@@ -851,7 +856,7 @@ void text_view::keyPressEvent(QKeyEvent *event)
     if (event->matches(QKeySequence::Copy))
         copy();
     else if (event->matches(QKeySequence::SelectAll))
-        select(0, shown.size());
+        select_all();
     else if (!select_key(event) && !scroll_key(event) && !type_key(event))
         event->ignore();
 }

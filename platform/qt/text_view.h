@@ -47,6 +47,7 @@ public:
     [[nodiscard]] std::size_t cursor() const; // the end that moves
     void select(std::size_t anchor, std::size_t cursor);
     void click(QPointF point); // as with the mouse
+    void select_all();
     void copy() const;
 
     // ---- where things are, in the viewport's pixels ----

@@ -12,7 +12,6 @@
 #include <QFrame>
 #include <QKeyEvent>
 #include <QPushButton>
-#include <QShortcut>
 #include <QUiLoader>
 #include <QVBoxLayout>
 
@@ -186,6 +185,12 @@ void platform::raise_windows()
     }
 }
 
+WindowRef platform::document_window()
+{
+    const auto found = std::find_if(windows.begin(), windows.end(), is_own_window);
+    return found == windows.end() ? nullptr : &*found;
+}
+
 WindowRef platform::window_of(const QWidget *widget)
 {
     for (; widget != nullptr; widget = widget->parentWidget()) {
@@ -209,9 +214,6 @@ WindowRef NewCWindow(void * /*storage*/, const Rect *bounds, ConstStringPtr titl
     window->widget->setGeometry(bounds->left, bounds->top, bounds->right - bounds->left,
                                 bounds->bottom - bounds->top);
     window->widget->setAttribute(Qt::WA_ShowWithoutActivating, !in_front());
-    auto *quit = new QShortcut(Qt::CTRL | Qt::Key_Q, window->widget);
-    quit->setContext(Qt::ApplicationShortcut);
-    QObject::connect(quit, &QShortcut::activated, platform::ask_to_quit);
     window->reference_constant = referenceConstant;
     ChangeWindowAttributes(window, closeBox ? kWindowCloseBoxAttribute : 0, 0);
     if (visible)
@@ -243,14 +245,19 @@ OSStatus CreateNibReference(const char *name, IBNibRef *nib)
     return noErr;
 }
 
-OSStatus CreateWindowFromNib(IBNibRef nib, const char *name, WindowRef *window)
+QWidget *platform::load_entry(IBNibRef nib, const char *name)
 {
     QFile file(nib->folder + "/" + QString::fromUtf8(name) + ".ui");
     if (!file.open(QIODevice::ReadOnly))
-        return fnfErr;
+        return nullptr;
     QUiLoader loader;
     loader.setLanguageChangeEnabled(false);
-    QWidget *const controls = loader.load(&file);
+    return loader.load(&file);
+}
+
+OSStatus CreateWindowFromNib(IBNibRef nib, const char *name, WindowRef *window)
+{
+    QWidget *const controls = platform::load_entry(nib, name);
     if (controls == nullptr)
         return fnfErr;
     *window = make_window(dialogKind);

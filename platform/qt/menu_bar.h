@@ -1,0 +1,15 @@
+// The menu bar in the window that shows it.
+#ifndef PAPERMILL_PLATFORM_QT_MENU_BAR_H
+#define PAPERMILL_PLATFORM_QT_MENU_BAR_H
+
+class QWidget;
+
+namespace platform {
+
+// How much of the window's top its menu bar takes: 0 when there is none, or when the desktop shows
+// it elsewhere. What is in the window keeps within its margins, which leave this free.
+int menu_bar_height(const QWidget *window);
+
+} // namespace platform
+
+#endif
