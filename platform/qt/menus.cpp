@@ -11,6 +11,7 @@
 #include <QKeyEvent>
 #include <QMenuBar>
 #include <QPointer>
+#include <QProxyStyle>
 #include <QShortcut>
 
 #include <map>
@@ -133,6 +134,18 @@ void follow(MenuRef menu, std::uint16_t number)
     show_item(menu, number);
 }
 
+// A menu that has too many items for the screen, such as the fonts, is scrolled. In columns it would
+// run out of the screen at the side.
+class scrolling_style : public QProxyStyle {
+public:
+    int styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
+                  QStyleHintReturn *data) const override
+    {
+        return hint == SH_Menu_Scrollable ? 1
+                                          : QProxyStyle::styleHint(hint, option, widget, data);
+    }
+};
+
 // Makes the model of a menu from what the interface file has.
 MenuRef model_of(QMenu *face)
 {
@@ -140,6 +153,9 @@ MenuRef model_of(QMenu *face)
         platform::make_menu(static_cast<std::int16_t>(face->property("menuID").toInt()));
     if (face->property("oneOf").toBool())
         new QActionGroup(face);
+    auto *const style = new scrolling_style;
+    style->setParent(face);
+    face->setStyle(style);
     for (QAction *action : face->actions()) {
         menu_item item;
         item.text = action->isSeparator() ? "" : without_mnemonic(action->text());

@@ -242,6 +242,52 @@ TEST_F(Window, TheBackgroundFollowsTheWindowThatHasTheKeyboard)
     end_with_quit();
 }
 
+// ---- menus ----
+
+TEST_F(Window, TheKeyboardAloneConvertsAFileThatIsChosen)
+{
+    user.write("page.ps", drawing_ps(200, 100));
+    start({});
+    desk.press("alt+f");
+    desk.press("p");
+    const std::string chooser = desk.wait_for_window("Select an input file");
+    ASSERT_NE(chooser, "");
+    ASSERT_TRUE(desk.wait_for_focus(chooser));
+    desk.xdotool({"type", user.path("page.ps")});
+    desk.press("Return");
+    EXPECT_TRUE(eventually([&] { return user.has("page.pdf"); }));
+    EXPECT_EQ(pdf_page_size(user.path("page.pdf")), "200 x 100");
+    ASSERT_TRUE(desk.wait_for_focus(console));
+    end_with_quit();
+}
+
+TEST_F(Window, TheMouseAloneEndsTheProgram)
+{
+    start({});
+    desk.xdotool({"mousemove", "--window", console, "30", "10", "click", "1"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(500)); // a quick second click is a double
+    desk.xdotool({"mousemove", "--window", console, "30", "34", "click", "1"});
+    EXPECT_EQ(program->finish().status, 0);
+    EXPECT_EQ(user.leftovers(), strings());
+}
+
+TEST_F(Window, TheMenusAreOpenedDuringARunAndEndNothing)
+{
+    user.write("endless.ps", endless_ps());
+    start({"endless.ps"});
+    ASSERT_TRUE(wait_for("gs"));
+    for (const char *keys : {"alt+f", "Down", "Return", "x", "Escape", "Escape", "F10", "Right",
+                             "Escape", "Escape", "ctrl+o", "ctrl+shift+d", "ctrl+k"})
+        desk.press(keys);
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_EQ(desk.xdotool({"search", "--onlyvisible", "--name", "^Select an input file$"}), "");
+    EXPECT_EQ(user.processes("gs").size(), 1U);
+    ASSERT_TRUE(desk.has_focus(console));
+    desk.press("x");
+    EXPECT_TRUE(wait_for_end_of("gs"));
+    end_with_quit();
+}
+
 namespace {
 
 // On a session bus of the test's own.

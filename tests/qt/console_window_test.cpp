@@ -185,11 +185,11 @@ TEST_F(QtConsole, ThePortIsCurrentAfterwards)
 
 TEST_F(QtConsole, TheTextFillsTheWindow)
 {
-    EXPECT_EQ(view().geometry(), QRect(0, 0, 590, 255));
+    EXPECT_EQ(view().geometry(), below_menus(590, 255));
     text_printf("text");
     EXPECT_EQ(view().character_at(0).topLeft(), QPointF(5, 5));
     theConsole->widget->resize(700, 400);
-    EXPECT_EQ(view().geometry(), QRect(0, 0, 700, 400));
+    EXPECT_EQ(view().geometry(), below_menus(700, 400));
 }
 
 // ---- font and size ----
@@ -302,7 +302,7 @@ TEST_F(QtConsole, ChangedBoundsPutTheFrameOverTheWholeWindow)
 {
     TXNSetFrameBounds(text, 3, 3, 50, 50, frameID);
     send(kEventClassWindow, kEventWindowBoundsChanged);
-    EXPECT_EQ(view().geometry(), QRect(0, 0, 590, 255));
+    EXPECT_EQ(view().geometry(), below_menus(590, 255));
 }
 
 TEST_F(QtConsole, ItsSelectionLooksInactiveWhileItIsInTheBackground)
@@ -400,7 +400,7 @@ TEST_F(QtConsole, GrowingPutsTheFrameOverTheWholeWindow)
 {
     TXNSetFrameBounds(text, 3, 3, 50, 50, frameID);
     GrowTextWindow({200, 200});
-    EXPECT_EQ(view().geometry(), QRect(0, 0, 590, 255));
+    EXPECT_EQ(view().geometry(), below_menus(590, 255));
 }
 
 TEST_F(QtConsole, ItIsZoomedAndHidden)

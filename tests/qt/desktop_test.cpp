@@ -11,6 +11,7 @@
 #include "platform/qt/text_view.h"
 
 #include <QApplication>
+#include <QMenuBar>
 #include <QTest>
 #include <QWindow>
 
@@ -156,6 +157,13 @@ WindowRef make_test_window()
 WindowRef make_wait_sheet()
 {
     return make_nib_window("ps2pdf", "wait");
+}
+
+QRect below_menus(int width, int height)
+{
+    const int top = theConsole->widget->findChild<QMenuBar *>()->height();
+    EXPECT_GT(top, 10);
+    return {0, top, width, height - top};
 }
 
 QWidget *control_of(WindowRef window, int id)

@@ -6,6 +6,7 @@
 #include "platform/windows.h"
 #include "tests/support/temporary_folder.h"
 
+#include <QRect>
 #include <QString>
 
 #include <gtest/gtest.h>
@@ -49,6 +50,9 @@ WindowRef make_test_window();
 
 // The wait sheet's window, which stands in no other one yet.
 WindowRef make_wait_sheet();
+
+// The console's place beneath its menu bar, in a window of that size.
+QRect below_menus(int width, int height);
 
 // The control of the window with that ID.
 QWidget *control_of(WindowRef window, int id);

@@ -484,7 +484,7 @@ TEST_F(WaitSheet, ItStandsAboveTheTextWhateverSizeTheWindowGets)
             QCoreApplication::processEvents();
             const QRect place = waitWindow->widget->geometry();
             const QRect view = theConsole->content->geometry();
-            EXPECT_EQ(place.topLeft(), QPoint(0, 0));
+            EXPECT_EQ(place.topLeft(), below_menus(1, 1).topLeft());
             EXPECT_EQ(place.width(), size.width());
             EXPECT_EQ(view.top(), place.bottom() + 1);
             EXPECT_EQ(view.bottom() + 1, size.height());
@@ -495,7 +495,7 @@ TEST_F(WaitSheet, ItStandsAboveTheTextWhateverSizeTheWindowGets)
     run();
     EXPECT_EQ(theConsole->widget->size(), QSize(600, 400)); // the user's own
     QCoreApplication::processEvents();
-    EXPECT_EQ(theConsole->content->geometry(), QRect(0, 0, 600, 400));
+    EXPECT_EQ(theConsole->content->geometry(), below_menus(600, 400));
 }
 
 TEST(ClockText, HoursAppearWhenThereAreSome)

@@ -190,7 +190,7 @@ TEST_F(QtWindows, ASheetLiesAlongTheTopOfItsWindow)
     ASSERT_EQ(ShowSheetWindow(sheet, theConsole), noErr);
     EXPECT_EQ(sheet->widget->parentWidget(), theConsole->widget);
     EXPECT_TRUE(sheet->widget->isVisible());
-    EXPECT_EQ(sheet->widget->geometry().topLeft(), QPoint(0, 0));
+    EXPECT_EQ(sheet->widget->geometry().topLeft(), below_menus(1, 1).topLeft());
     EXPECT_EQ(sheet->widget->width(), 600);
     EXPECT_TRUE(QTest::qWaitFor([&] { // what is in the window makes room
         return theConsole->content->y() >= sheet->widget->height();
