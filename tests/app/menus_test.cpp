@@ -7,6 +7,7 @@
 #include "app/menu_state.h"
 #include "app/startup.h"
 #include "platform/core/carbon_events.h"
+#include "platform/core/event_queue.h"
 #include "platform/core/menu_model.h"
 #include "settings/prefs_store.h"
 #include "tests/support/spine_test.h"
@@ -249,12 +250,37 @@ TEST_F(Menus, NoChooserNoCommand)
     EXPECT_EQ(console.text(), "");
 }
 
+// ---- the classic pump ----
+
 TEST_F(Menus, AClickOutsideTheMenuBarIsNoneOfThePumps)
 {
     inRun = 1;
+    for (const std::uint16_t what : {mouseDown, nullEvent}) {
+        const EventRecord event = {what, 0, 0, {300, 300}, 0};
+        DoEvent(&event);
+    }
+    EXPECT_EQ(disabled(fileMenu), "");
+}
+
+TEST_F(Menus, TheClassicPumpHandlesARequestThatWaits)
+{
+    static int handled;
+    handled = 0;
+    AEInstallEventHandler(
+        four_chars("test"), four_chars("pump"),
+        NewAEEventHandlerUPP([](const AppleEvent *, AppleEvent *, std::uint32_t) -> OSErr {
+            ++handled;
+            return noErr;
+        }),
+        0, 0);
+    AppleEvent request;
+    AECreateAppleEvent(four_chars("test"), four_chars("pump"), &request);
+    platform::queue_request(request, false, [](OSErr, const AppleEvent &) {});
     const EventRecord click = {mouseDown, 0, 0, {300, 300}, 0};
     DoEvent(&click);
-    EXPECT_EQ(disabled(fileMenu), "");
-    const EventRecord key = {3, 'a', 0, {0, 0}, 0};
-    DoEvent(&key);
+    EXPECT_EQ(handled, 0);
+    const EventRecord announced = {kHighLevelEvent, 0, 0, {0, 0}, 0};
+    DoEvent(&announced);
+    EXPECT_EQ(handled, 1);
+    EXPECT_FALSE(platform::requests_wait());
 }
