@@ -134,15 +134,14 @@ void follow(MenuRef menu, std::uint16_t number)
     show_item(menu, number);
 }
 
-// A menu that has too many items for the screen, such as the fonts, is scrolled. In columns it would
-// run out of the screen at the side.
+// A menu that has too many items for the screen, such as the fonts, is scrolled. In columns it
+// would run out of the screen at the side.
 class scrolling_style : public QProxyStyle {
 public:
     int styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
                   QStyleHintReturn *data) const override
     {
-        return hint == SH_Menu_Scrollable ? 1
-                                          : QProxyStyle::styleHint(hint, option, widget, data);
+        return hint == SH_Menu_Scrollable ? 1 : QProxyStyle::styleHint(hint, option, widget, data);
     }
 };
 
