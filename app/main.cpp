@@ -157,7 +157,7 @@ int hand_over(const request &asked)
 void open_files(EventLoopTimerRef timer, void *files)
 {
     RemoveEventLoopTimer(timer);
-    numberOfJobs = 0;
+    clear_jobs();
     for (const std::string &file : *static_cast<const std::vector<std::string> *>(files))
         add_job(file.c_str());
     doOpenDoc();

@@ -118,7 +118,7 @@ struct EventRecord {
 constexpr std::uint16_t nullEvent = 0;
 constexpr std::uint16_t mouseDown = 1;
 constexpr std::uint16_t kHighLevelEvent = 23; // a request waits (AEProcessAppleEvent)
-constexpr std::uint16_t activeFlag = 1; // a modifier: the window becomes active
+constexpr std::uint16_t activeFlag = 1;       // a modifier: the window becomes active
 constexpr std::int16_t inMenuBar = 1;
 constexpr std::int16_t inContent = 3;
 

@@ -61,8 +61,8 @@ EventTargetRef GetWindowEventTarget(WindowRef window); // where the window's eve
 GrafPtr GetWindowPort(WindowRef window);
 void SetPortWindowPort(WindowRef window); // makes the window's port the current one
 
-// Fills *bounds with what the window holds, in its own coordinates, and returns it. A sheet does not
-// change that.
+// Fills *bounds with what the window holds, in its own coordinates, and returns it. A sheet does
+// not change that.
 Rect *GetWindowPortBounds(WindowRef window, Rect *bounds);
 
 // Between the coordinates of the screen and those of the window whose port is the current one.

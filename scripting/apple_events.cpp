@@ -54,10 +54,14 @@ OSErr refuse(AppleEvent *reply, const char *busy)
     return errAEEventNotHandled;
 }
 
+// The tool's status. 0 means a result: a tool that ended with 0 and left none replies 1.
 void reply_status(AppleEvent *reply)
 {
+    std::int32_t status = exit_status;
+    if (status == 0 && last_ending == ended_without_result)
+        status = 1;
     if (reply->dataHandle != nullptr)
-        AEPutParamPtr(reply, keyDirectObject, typeLongInteger, &exit_status, sizeof exit_status);
+        AEPutParamPtr(reply, keyDirectObject, typeLongInteger, &status, sizeof status);
 }
 
 // ---- reading parameters ----

@@ -10,8 +10,8 @@ struct modal_watch {
 };
 
 // Reaps what has ended, handles the requests that wait, fires the timers that are due (all of them
-// when a signal has woken the loop or there was a request), and tells an interrupt and, once for each loop, that the last process is gone. Stops as
-// soon as one of them has ended the loop.
+// when a signal has woken the loop or there was a request), and tells an interrupt and, once for
+// each loop, that the last process is gone. Stops as soon as one of them has ended the loop.
 void look_around(modal_watch &loop, bool woken);
 
 // Reaps what has ended. True when that was the last process of the run.

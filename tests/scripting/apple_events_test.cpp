@@ -646,6 +646,14 @@ TEST_F(Requests, TheSettingChoosesHowPostScriptIsMade)
     EXPECT_EQ(script.arguments().at(0), "pdftops");
 }
 
+TEST_F(Requests, AToolThatEndsWellWithoutAResultIsNoSuccess)
+{
+    script.does("ends 0 unusable; reports");
+    put_files({folder.write("a.pdf", "%PDF-")});
+    EXPECT_EQ(call(HandlePDF2PS), noErr);
+    EXPECT_EQ(status(), "1");
+}
+
 TEST_F(Requests, WhatIsRefusedBeforeItsToolRunsHasNoStatusOfAnEarlierRun)
 {
     const auto status_of = [&](handler called, const std::vector<std::string> &files) {
