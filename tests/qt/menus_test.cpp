@@ -594,6 +594,19 @@ TEST_F(QtMenus, AMenuThatIsOpenWhenTheRunEndsHoldsNothingUp)
     press_shortcut(item(133, 2));
 }
 
+TEST_F(QtMenus, WhatStillLooksEnabledWhenARunHasBegunIsRefused)
+{
+    inRun = 1;
+    EXPECT_TRUE(item(132, 1).isEnabled());
+    item(132, 1).trigger();
+    EXPECT_EQ(doDebug, 0);
+    EXPECT_FALSE(item(132, 1).isChecked());
+    inRun = 0;
+    press_shortcut(item(132, 1));
+    EXPECT_EQ(doDebug, 1);
+    doDebug = 0;
+}
+
 TEST_F(QtMenus, NothingIsChosenBehindAChooser)
 {
     user.in_chooser([](QFileDialog & /*chooser*/) {
