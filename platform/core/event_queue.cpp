@@ -1,6 +1,7 @@
 #include "platform/core/event_queue.h"
 
 #include "platform/processes.h"
+#include "scripting/terms.h"
 
 #include <deque>
 #include <vector>
@@ -30,7 +31,9 @@ OSType code_of(const AppleEvent &event, AEKeyword attribute)
 bool is_late_report(const AppleEvent &event)
 {
     std::int32_t run = 0;
-    return AEGetAttributePtr(&event, keyRunAttr, typeLongInteger, nullptr, &run, sizeof run,
+    return code_of(event, keyEventClassAttr) == papermill_class &&
+           code_of(event, keyEventIDAttr) == four_chars("done") &&
+           AEGetAttributePtr(&event, keyRunAttr, typeLongInteger, nullptr, &run, sizeof run,
                              nullptr) == noErr &&
            run != platform::latest_run();
 }

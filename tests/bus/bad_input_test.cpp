@@ -322,6 +322,9 @@ TEST_F(BusBadInput, AnybodyMayReportAtAnyTime)
     // Of a run that is long over, of one that has not begun.
     EXPECT_EQ(send("TSRY done", "{'run ': <-1>}").out, "(0, @a{sv} {})\n");
     EXPECT_EQ(send("TSRY done", "{'run ': <4711>}").out, "(0, @a{sv} {})\n");
+    // Only a report can be late.
+    EXPECT_EQ(send("TSRY exec", "{'run ': <4711>, '----': <'true'>}").out,
+              "(0, {'----': <0>})\n");
     const auto run = start_run();
     EXPECT_EQ(send("TSRY done", "{'run ': <4711>}").out, "(0, @a{sv} {})\n");
     EXPECT_EQ(send("TSRY exec", "{'----': <'true'>}").out.rfind("(-1708", 0), 0U); // it goes on
