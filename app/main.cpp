@@ -153,9 +153,12 @@ int hand_over(const request &asked)
     return error == errAEEventNotHandled ? busy : EXIT_FAILURE;
 }
 
-// The first turn of the loop: the files of the call, as if they had been opened.
+// The first turn of the loop: the files of the call, as if they had been opened. After a request
+// that was quicker.
 void open_files(EventLoopTimerRef timer, void *files)
 {
+    if (inRun != 0)
+        return;
     RemoveEventLoopTimer(timer);
     clear_jobs();
     for (const std::string &file : *static_cast<const std::vector<std::string> *>(files))
@@ -185,7 +188,6 @@ int main(int argc, char **argv)
     platform::open_desktop(
         "papermill-desktop",
         "papermill-desktop: no display can be reached; in a terminal, use papermill.");
-    platform::serve_bus();
     platform::open_application_resources();
     if (initial() == 0)
         return 0;
@@ -199,6 +201,7 @@ int main(int argc, char **argv)
         tell_scripting_is_off();
     install_handlers();
     platform::on_processes_gone(tell_script_died);
+    platform::serve_bus(); // not earlier: what has come in by now wants its handlers
     if (!asked.files.empty())
         InstallEventLoopTimer(GetCurrentEventLoop(), 0.0, 1.0, open_files, &asked.files, nullptr);
     RunApplicationEventLoop();
