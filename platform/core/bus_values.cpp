@@ -121,6 +121,12 @@ std::string read_entry(sd_bus_message *message, AppleEvent *event)
 
 // ---- writing ----
 
+// Those that stand for no character: sd-bus takes none of them.
+bool is_noncharacter(wchar_t code)
+{
+    return (code >= 0xFDD0 && code <= 0xFDEF) || (code & 0xFFFE) == 0xFFFE;
+}
+
 // Whether the bus takes it as text: UTF-8 without a NUL.
 bool is_text(std::string bytes)
 {
@@ -128,17 +134,17 @@ bool is_text(std::string bytes)
         return true;
     if (bytes.find('\0') != std::string::npos)
         return false;
-    const iconv_t decoder = iconv_open("UCS-4LE", "UTF-8");
+    const iconv_t decoder = iconv_open("WCHAR_T", "UTF-8");
     if (decoder == reinterpret_cast<iconv_t>(-1))
         return false;
-    std::vector<char> decoded(bytes.size() * 4);
+    std::vector<wchar_t> decoded(bytes.size());
     char *from = bytes.data();
-    char *to = decoded.data();
+    char *to = reinterpret_cast<char *>(decoded.data());
     std::size_t left = bytes.size();
-    std::size_t room = decoded.size();
+    std::size_t room = decoded.size() * sizeof(wchar_t);
     const bool valid = iconv(decoder, &from, &left, &to, &room) != static_cast<std::size_t>(-1);
     iconv_close(decoder);
-    return valid;
+    return valid && std::none_of(decoded.begin(), decoded.end(), is_noncharacter);
 }
 
 int append_bytes(sd_bus_message *message, const std::string &bytes, bool as_text)

@@ -32,12 +32,18 @@ bool load()
 
 } // namespace
 
+sd_bus *begin_session_bus()
+{
+    static const bool loaded = load();
+    sd_bus *bus = nullptr;
+    return loaded && sd_bus_open_user(&bus) >= 0 ? bus : nullptr;
+}
+
 sd_bus *open_session_bus(std::uint64_t patience)
 {
     using clock = std::chrono::steady_clock;
-    static const bool loaded = load();
-    sd_bus *bus = nullptr;
-    if (!loaded || sd_bus_open_user(&bus) < 0)
+    sd_bus *const bus = begin_session_bus();
+    if (bus == nullptr)
         return nullptr;
     // Something may listen at the bus's address and never say a word.
     const auto deadline = clock::now() + std::chrono::microseconds(patience);

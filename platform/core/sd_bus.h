@@ -58,9 +58,15 @@ namespace platform {
 PAPERMILL_SD_BUS_FUNCTIONS(PAPERMILL_DECLARE);
 #undef PAPERMILL_DECLARE
 
-// A connection to the session bus that is ready for use, or null when there is no bus or it does
-// not answer within `patience` microseconds. The caller closes it (sd_bus_close_unref).
+// These two give the caller a connection to the session bus to close (sd_bus_close_unref), or null.
+
+// One that is ready for use; null when there is no bus or it does not answer within `patience`
+// microseconds.
 sd_bus *open_session_bus(std::uint64_t patience);
+
+// One that becomes ready in the course of sd_bus_process, and may be used: what is sent waits until
+// then. Null when nothing listens at the bus's address.
+sd_bus *begin_session_bus();
 
 } // namespace platform
 

@@ -9,6 +9,7 @@
 #include "scripting/terms.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -27,12 +28,12 @@ constexpr char error_prefix[] = "org.papermill.Error.Number"; // the number with
 constexpr char invalid_arguments[] = "org.freedesktop.DBus.Error.InvalidArgs";
 constexpr char not_supported[] = "org.freedesktop.DBus.Error.NotSupported";
 constexpr char unreadable[] = "the request cannot be read";
-constexpr std::uint64_t patience = 5'000'000;     // microseconds
-constexpr std::uint64_t short_patience = 250'000; // while the program has other things to do
+constexpr std::uint64_t patience = 5'000'000; // microseconds
 constexpr std::uint64_t for_ever = UINT64_MAX;
+constexpr std::chrono::seconds patience_at_end(1);
 constexpr double seconds_between_tries = 1.0;
 
-sd_bus *bus;
+sd_bus *bus;             // null: there is no connection
 bool holds_program_name; // or has asked for it
 callback changed_handler;
 activate_callback activate_handler;
@@ -64,6 +65,13 @@ private:
     sd_bus_message *kept;
 };
 
+// The answers of a busy moment may have to wait until the bus takes them.
+void mind_sending()
+{
+    if (bus != nullptr && (bus_poll().events & POLLOUT) != 0 && changed_handler != nullptr)
+        changed_handler();
+}
+
 // What the handler says of its error, or a sentence for that.
 std::string error_text(OSErr error, const AppleEvent &reply)
 {
@@ -94,6 +102,7 @@ void answer_event(sd_bus_message *message, OSErr error, const AppleEvent &reply)
     if (result >= 0)
         sd_bus_send(nullptr, answer, nullptr);
     sd_bus_message_unref(answer);
+    mind_sending();
 }
 
 // Of a method: the exit status, or nothing.
@@ -107,6 +116,7 @@ void answer_method(sd_bus_message *message, bool with_status, OSErr error, const
         sd_bus_reply_method_return(message, "i", status);
     else
         sd_bus_reply_method_return(message, "");
+    mind_sending();
 }
 
 int refuse(sd_bus_message *message, const std::string &why)
@@ -152,7 +162,7 @@ int take_event(sd_bus_message *message)
     const std::string trouble = read_event_values(message, &event);
     if (!trouble.empty() || sd_bus_message_read(message, "b", &wants_reply) < 0) {
         AEDisposeDesc(&event);
-        return refuse(message, trouble);
+        return refuse(message, trouble.empty() ? unreadable : trouble);
     }
     if (codes[0] == miscellaneous_class && codes[1] == activate_id)
         return take_activate_event(message, event);
@@ -223,8 +233,11 @@ int take_method(sd_bus_message *message, const scripting_term &term)
     AppleEvent event;
     AECreateAppleEvent(term.event_class, term.event_id, &event);
     for (const scripting_parameter &parameter : term.parameters) {
-        if (parameter.value != scripting_value::none)
-            take_argument(message, parameter, &event);
+        if (parameter.value != scripting_value::none &&
+            take_argument(message, parameter, &event) < 0) {
+            AEDisposeDesc(&event);
+            return refuse(message, unreadable);
+        }
     }
     queue_request(event, true,
                   [asked = kept_message(message),
@@ -376,12 +389,10 @@ int on_message(sd_bus_message *message, void * /*data*/, sd_bus_error * /*error*
 
 // ---- the connection ----
 
-bool connect(std::uint64_t time)
+bool offer_requests()
 {
-    bus = open_session_bus(time);
     if (bus == nullptr)
         return false;
-    // The requests are there before the name is.
     if (sd_bus_add_object(bus, nullptr, program_object, on_message, nullptr) >= 0)
         return true;
     bus = sd_bus_close_unref(bus);
@@ -389,27 +400,30 @@ bool connect(std::uint64_t time)
 }
 
 // What could not be taken is not: the program works on without the name.
-int on_name(sd_bus_message * /*answer*/, void * /*data*/, sd_bus_error * /*error*/)
+int on_program_name(sd_bus_message * /*answer*/, void * /*data*/, sd_bus_error * /*error*/)
 {
     return 1;
 }
 
-void ask_for_instance_name()
+// Only now are the tools told: a bus that does not answer would cost each of them seconds.
+int on_instance_name(sd_bus_message *answer, void * /*data*/, sd_bus_error * /*error*/)
 {
-    const std::string name = instance_name();
-    sd_bus_request_name_async(bus, nullptr, name.c_str(), 0, on_name, nullptr);
-    set_instance_name(name.c_str());
+    if (sd_bus_message_is_method_error(answer, nullptr) <= 0)
+        set_instance_name(instance_name().c_str());
+    return 1;
 }
 
+// The program has other things to do than to wait for the bus.
 void try_again(EventLoopTimerRef timer, void * /*data*/)
 {
-    if (!connect(short_patience))
+    bus = begin_session_bus();
+    if (!offer_requests())
         return;
     RemoveEventLoopTimer(timer);
     retry_timer = nullptr;
-    ask_for_instance_name();
+    sd_bus_request_name_async(bus, nullptr, instance_name().c_str(), 0, on_instance_name, nullptr);
     if (holds_program_name)
-        sd_bus_request_name_async(bus, nullptr, program_bus_name, 0, on_name, nullptr);
+        sd_bus_request_name_async(bus, nullptr, program_bus_name, 0, on_program_name, nullptr);
     read_bus();
     if (changed_handler != nullptr)
         changed_handler();
@@ -426,11 +440,24 @@ void lose_connection()
         changed_handler();
 }
 
+// Sends what still waits to be sent, if the bus takes it soon.
+void send_the_rest()
+{
+    using clock = std::chrono::steady_clock;
+    const auto deadline = clock::now() + patience_at_end;
+    while (bus != nullptr && sd_bus_is_ready(bus) > 0 && (sd_bus_get_events(bus) & POLLOUT) != 0 &&
+           clock::now() < deadline) {
+        constexpr int longest_wait = 50; // milliseconds
+        pollfd writable = {sd_bus_get_fd(bus), POLLOUT, 0};
+        if (poll(&writable, 1, longest_wait) > 0 && sd_bus_process(bus, nullptr) < 0)
+            return;
+    }
+}
+
 void leave_bus()
 {
     answer_at_exit();
-    if (bus != nullptr)
-        sd_bus_flush(bus);
+    send_the_rest();
     bus = sd_bus_close_unref(bus);
 }
 
@@ -469,7 +496,8 @@ std::string uri_of(const std::string &path)
 
 program_name take_program_name()
 {
-    if (!connect(patience))
+    bus = open_session_bus(patience);
+    if (!offer_requests()) // before there is a name by which they find it
         return program_name::no_bus;
     std::atexit(leave_bus);
     const int result = sd_bus_request_name(bus, program_bus_name, 0);
@@ -485,8 +513,9 @@ program_name take_program_name()
 
 void keep_answering()
 {
-    if (bus != nullptr)
-        ask_for_instance_name();
+    const std::string name = instance_name();
+    if (bus != nullptr && sd_bus_request_name(bus, name.c_str(), 0) >= 0)
+        set_instance_name(name.c_str());
     read_bus(); // what came in beside the answers that were waited for: nobody could poll for it
 }
 

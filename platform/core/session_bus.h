@@ -35,7 +35,8 @@ pollfd bus_poll();
 // Takes what has come in, so that it waits in the queue, and sends what could not be sent before.
 void read_bus();
 
-// Called when the connection has ended or is there again: bus_poll has another descriptor.
+// Called when there is something else to wait for: the connection has ended or is there again, or
+// an answer could not be sent at once.
 void on_bus_changed(callback handler);
 
 // ---- what another start of the program is asked for ----
