@@ -1,24 +1,32 @@
 # An installation: the bundle as it is, both programs on the path, and what the desktop and the
 # session bus look for.
 include(GNUInstallDirs)
-set(installed_programs ${CMAKE_INSTALL_PREFIX}/lib/papermill/Papermill.app/Contents/Linux)
-set(service_command "${installed_programs}/papermill serve")
+# Installs a file that names the programs. Where they lie is known for certain only when they are
+# installed: there is --prefix.
+function(install_naming_programs file folder)
+    install(CODE "
+        set(installed_programs \"\${CMAKE_INSTALL_PREFIX}/lib/papermill/Papermill.app/Contents/Linux\")
+        set(service_program ${service_program})
+        set(service_options ${service_options})
+        set(described \"\${CMAKE_INSTALL_PREFIX}/${folder}/${file}\")
+        configure_file(\"${CMAKE_SOURCE_DIR}/packaging/${file}.in\" \"\$ENV{DESTDIR}\${described}\" @ONLY)
+        list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${described}\")
+        message(STATUS \"Installing: \$ENV{DESTDIR}\${described}\")")
+endfunction()
+set(service_program papermill)
+set(service_options serve)
 if(PAPERMILL_DESKTOP)
-    set(service_command "${installed_programs}/papermill-desktop --service")
+    set(service_program papermill-desktop)
+    set(service_options --service)
 endif()
-foreach(file org.papermill.Papermill.desktop org.papermill.Papermill.service)
-    configure_file(packaging/${file}.in ${CMAKE_BINARY_DIR}/${file} @ONLY)
-endforeach()
 install(DIRECTORY ${bundle} DESTINATION lib/papermill/Papermill.app USE_SOURCE_PERMISSIONS)
 install(FILES ${CMAKE_SOURCE_DIR}/resources/org.papermill.Papermill.xml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/interfaces)
-install(FILES ${CMAKE_BINARY_DIR}/org.papermill.Papermill.service
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/services)
+install_naming_programs(org.papermill.Papermill.service ${CMAKE_INSTALL_DATADIR}/dbus-1/services)
 set(programs papermill)
 if(PAPERMILL_DESKTOP)
     list(APPEND programs papermill-desktop)
-    install(FILES ${CMAKE_BINARY_DIR}/org.papermill.Papermill.desktop
-            DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+    install_naming_programs(org.papermill.Papermill.desktop ${CMAKE_INSTALL_DATADIR}/applications)
 endif()
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/links)
 foreach(program ${programs})
