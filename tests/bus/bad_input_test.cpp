@@ -323,8 +323,7 @@ TEST_F(BusBadInput, AnybodyMayReportAtAnyTime)
     EXPECT_EQ(send("TSRY done", "{'run ': <-1>}").out, "(0, @a{sv} {})\n");
     EXPECT_EQ(send("TSRY done", "{'run ': <4711>}").out, "(0, @a{sv} {})\n");
     // Only a report can be late.
-    EXPECT_EQ(send("TSRY exec", "{'run ': <4711>, '----': <'true'>}").out,
-              "(0, {'----': <0>})\n");
+    EXPECT_EQ(send("TSRY exec", "{'run ': <4711>, '----': <'true'>}").out, "(0, {'----': <0>})\n");
     const auto run = start_run();
     EXPECT_EQ(send("TSRY done", "{'run ': <4711>}").out, "(0, @a{sv} {})\n");
     EXPECT_EQ(send("TSRY exec", "{'----': <'true'>}").out.rfind("(-1708", 0), 0U); // it goes on
