@@ -117,7 +117,7 @@ TEST_P(BusLivesOfBoth, QuitInARunEndsItAndTellsBothCallers)
             EXPECT_EQ(told.out, "(-609, @a{sv} {})\n") << story(told);
         else
             EXPECT_EQ(told.err, "Error: GDBus.Error:org.papermill.Error.Number609: "
-                                "The request failed. (-609)\n")
+                                "The program ended before it answered. (-609)\n")
                 << story(told);
         EXPECT_EQ(program->finish().status, 0);
         program.reset();
