@@ -24,7 +24,7 @@ bool load()
     if (library == nullptr)
         return false;
     bool complete = true;
-#define PAPERMILL_FIND(name) complete = find(library, #name, &name) && complete
+#define PAPERMILL_FIND(name) complete = find(library, #name, &(name)) && complete
     PAPERMILL_SD_BUS_FUNCTIONS(PAPERMILL_FIND);
 #undef PAPERMILL_FIND
     return complete;
