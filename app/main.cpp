@@ -5,13 +5,13 @@
 #include "dialogs/wait_progress.h"
 #include "engine/dispatch.h"
 #include "platform/apple_events.h"
+#include "platform/core/atomic_file.h"
 #include "platform/core/session_bus.h"
 #include "platform/core/signals.h"
 #include "platform/events.h"
 #include "platform/processes.h"
 #include "platform/qt/application.h"
 #include "platform/resources.h"
-#include "settings/path_utils.h"
 
 #include <cerrno>
 #include <climits>
@@ -68,7 +68,7 @@ void take_option(const char *word, request *asked)
 
 void take_file(const char *word, request *asked)
 {
-    const std::string path = absolute_path(word);
+    const std::string path = platform::absolute_path(word);
     if (path.empty()) {
         std::fprintf(stderr, "papermill-desktop: the current folder is gone: %s.\n",
                      std::strerror(errno));

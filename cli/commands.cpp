@@ -64,7 +64,7 @@ int open_files(const cli_request &request)
         return cli_failed;
     clear_jobs();
     for (const std::string &file : request.words)
-        add_job(absolute_path(file).c_str());
+        add_job(platform::absolute_path(file).c_str());
     doOpenDoc();
     return outcome();
 }
@@ -75,7 +75,8 @@ int ps2pdf(const cli_request &request)
         return open_files(request);
     if (!has_folder(request.words))
         return cli_failed;
-    do_ps2pdf1(absolute_path(request.words[0]).c_str(), absolute_path(request.words[1]).c_str());
+    do_ps2pdf1(platform::absolute_path(request.words[0]).c_str(),
+               platform::absolute_path(request.words[1]).c_str());
     return outcome();
 }
 
@@ -92,9 +93,10 @@ std::string option(const cli_request &request, const char *name)
 bool take_files(const cli_request &request, const char *extension)
 {
     return has_folder(request.words) &&
-           take_path(in_file, absolute_path(request.words[0]).c_str()) &&
-           (request.words.size() > 1 ? take_path(out_file, absolute_path(request.words[1]).c_str())
-                                     : take_output(out_file, nullptr, in_file, extension));
+           take_path(in_file, platform::absolute_path(request.words[0]).c_str()) &&
+           (request.words.size() > 1
+                ? take_path(out_file, platform::absolute_path(request.words[1]).c_str())
+                : take_output(out_file, nullptr, in_file, extension));
 }
 
 int pdf2pdf(const cli_request &request)
@@ -149,7 +151,7 @@ int eps2tiff(const cli_request &request)
 int ps2tiff(const cli_request &request)
 {
     if (has_folder(request.words))
-        do_ps2tiff(absolute_path(request.words[0]).c_str());
+        do_ps2tiff(platform::absolute_path(request.words[0]).c_str());
     return outcome();
 }
 
@@ -170,7 +172,7 @@ int pdf2pict(const cli_request &request)
 int ps2pict(const cli_request &request)
 {
     if (has_folder(request.words))
-        do_ps2pict(absolute_path(request.words[0]).c_str(), nullptr);
+        do_ps2pict(platform::absolute_path(request.words[0]).c_str(), nullptr);
     return outcome();
 }
 
@@ -249,7 +251,7 @@ int exec(const cli_request &request)
     const std::string given = option(request, "-C");
     if (!has_folder({given}))
         return cli_failed;
-    const std::string folder = given.empty() ? current_folder() : absolute_path(given);
+    const std::string folder = given.empty() ? current_folder() : platform::absolute_path(given);
     if (!take_path(curr_dir, folder.c_str()))
         return cli_failed;
     // A list or a pipeline is one command for the helper script.

@@ -1,6 +1,7 @@
 #include "cli/send.h"
 
 #include "cli/exit_statuses.h"
+#include "platform/core/atomic_file.h"
 #include "scripting/apple_events.h"
 #include "scripting/sending.h"
 
@@ -52,7 +53,7 @@ bool add_word(request *asked, const scripting_term &term, std::size_t parameter,
               const std::string &word)
 {
     const bool text = term.parameters[parameter].value == scripting_value::text;
-    const std::string bytes = text ? word : path_for_others(word);
+    const std::string bytes = text ? word : platform::absolute_path(word);
     if (bytes.empty() && !text) {
         std::fprintf(stderr, "papermill: %s: the current folder is gone.\n", word.c_str());
         return false;

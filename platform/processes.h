@@ -66,6 +66,9 @@ int exit_status_of(int wait_status);
 // four characters that mean something there.
 std::string in_double_quotes(const char *s);
 
+// The text in single quotes, as one word of a shell line.
+std::string in_single_quotes(const char *s);
+
 // The text made safe for an unquoted place of a shell line: an ordinary name stays as it is, any
 // other is put into single quotes.
 std::string as_word(const char *s);

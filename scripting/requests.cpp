@@ -1,8 +1,6 @@
 #include "scripting/requests.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <unistd.h>
 
 namespace {
 
@@ -107,16 +105,6 @@ OSErr make_event(const request &asked, AppleEvent *event)
     if (error != noErr)
         AEDisposeDesc(event);
     return error;
-}
-
-std::string path_for_others(const std::string &path)
-{
-    if (!path.empty() && path.front() == '/')
-        return path;
-    char *folder = getcwd(nullptr, 0);
-    const std::string result = folder == nullptr ? "" : std::string(folder) + "/" + path;
-    std::free(folder);
-    return result;
 }
 
 const char *scripting_error_text(OSErr error)

@@ -42,9 +42,6 @@ void add_parameter(request *asked, const scripting_term &term, std::size_t param
 // The request as an event, which is the caller's to dispose of.
 OSErr make_event(const request &asked, AppleEvent *event);
 
-// The path as others see it, who have another current folder. Empty when there is no folder.
-std::string path_for_others(const std::string &path);
-
 // A sentence for the error, without its number.
 const char *scripting_error_text(OSErr error);
 

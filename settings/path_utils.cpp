@@ -1,15 +1,12 @@
 #include "settings/path_utils.h"
 
-#include "platform/core/atomic_file.h"
 #include "platform/strings.h"
 
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <strings.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 char *mfgets(char *buffer, int size, std::FILE *stream)
 {
@@ -37,16 +34,6 @@ int has_extension(const char *path, const char *extension)
     if (path_length < length)
         return 0;
     return strncasecmp(path + path_length - length, extension, length) == 0 ? 1 : 0;
-}
-
-std::string absolute_path(const std::string &path)
-{
-    if (!path.empty() && path[0] == '/')
-        return platform::without_dots(path);
-    char folder[PATH_MAX];
-    if (getcwd(folder, sizeof folder) == nullptr)
-        return "";
-    return platform::without_dots(platform::in_folder(folder, path));
 }
 
 bool derive_output(const char *input, const char *extension, char *output, std::size_t size)

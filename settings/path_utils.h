@@ -24,11 +24,6 @@ int has_extension(const char *path, const char *extension);
 // the same buffer.
 bool derive_output(const char *input, const char *extension, char *output, std::size_t size);
 
-// The path as the root folder sees it, without "." and ".." among its folders: outputs are named by
-// cutting a path at its last dot. Empty, and errno tells why, when the path is a relative one and
-// the current folder is gone.
-std::string absolute_path(const std::string &path);
-
 // True when both paths lead to one file (by device and inode, links followed).
 bool same_file(const char *a, const char *b);
 

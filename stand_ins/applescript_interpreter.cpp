@@ -1,5 +1,8 @@
 #include "stand_ins/applescript_interpreter.h"
 
+#include "platform/core/atomic_file.h"
+#include "platform/processes.h"
+
 #include <algorithm>
 #include <limits>
 #include <map>
@@ -171,7 +174,8 @@ struct interpreter {
         }
         if (v->what != value::text && v->what != value::file)
             return fail_to_make(*v, "a file", where);
-        const std::string path = v->text_value.empty() ? "" : path_for_others(v->text_value);
+        const std::string path =
+            v->text_value.empty() ? "" : platform::absolute_path(v->text_value);
         if (path.empty())
             return fail(fnfErr, "File " + source(*v) + " wasn't found.", where);
         *v = {value::file, 0, path};
@@ -180,7 +184,7 @@ struct interpreter {
 
     static bool quote(value *v)
     {
-        *v = text_of(quoted(v->text_value));
+        *v = text_of(platform::in_single_quotes(v->text_value.c_str()));
         return true;
     }
 
@@ -278,7 +282,7 @@ struct interpreter {
     // One step of a chain; *v is what the steps before it have made.
     bool apply(const expression &e, std::size_t step_number, value *v)
     {
-        const operation what = e.steps[step_number].what;
+        const operation what = e.steps[step_number];
         switch (what) {
         case operation::as_text:
             return make_text(v, e.where);

@@ -210,7 +210,7 @@ struct parser {
             expect_other("end of line");
     }
 
-    // Counts what is within each other; false, after a failure, when it is too much.
+    // Counts what is within each other, and fails when it is too much.
     struct nesting {
         explicit nesting(parser &owner) : p(owner)
         {
@@ -316,17 +316,15 @@ struct parser {
             return result;
         }
         expression operand = read_operations(level_of_it + 1);
-        std::size_t sign = at;
         const operator_words *found = take_operator(level_of_it);
         if (found == nullptr)
             return operand;
         expression result = {.what = expression::chain};
         result.parts.push_back(std::move(operand));
         for (; found != nullptr; found = take_operator(level_of_it)) {
-            result.steps.push_back({found->what, since(sign)});
+            result.steps.push_back(found->what);
             const bool has_operand = level_of_it != as_rank;
             result.parts.push_back(has_operand ? read_operations(level_of_it + 1) : expression());
-            sign = at;
         }
         result.where = since(first);
         return result;

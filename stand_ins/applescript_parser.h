@@ -48,11 +48,6 @@ enum class operation { // by rank, loosest first; see operators in the source
     remainder,
 };
 
-struct step { // of a chain; steps[i] is what comes before parts[i + 1]
-    operation what;
-    place where;
-};
-
 // What a request gives with parts[i]: the term's parameter of that number, or any other keyword.
 struct given_value {
     std::size_t parameter;
@@ -86,7 +81,7 @@ struct expression {
     std::string text_value = {};
     std::int64_t number_value = 0;
     std::vector<expression> parts = {};
-    std::vector<step> steps = {};
+    std::vector<operation> steps = {}; // steps[i] comes before parts[i + 1]
     // Of a request:
     const scripting_term *term = nullptr; // null: a raw event
     AEEventClass event_class = 0;
@@ -100,7 +95,7 @@ struct statement {
         set,       // name to parts[0]
         give_back, // parts[0], if there is one
         log,       // parts[0]
-        error,     // name: what of it is given; see error_text and error_number
+        error,     // parts[0], with the number parts[1]
         exit_repeat,
         group,        // blocks[0]: a tell block
         choice,       // blocks[i] when parts[i] holds; the last block may have none

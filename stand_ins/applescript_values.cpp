@@ -146,12 +146,4 @@ std::string folded(std::string_view text)
     return result;
 }
 
-std::string quoted(std::string_view text)
-{
-    std::string result = "'";
-    for (const char c : text)
-        result += c == '\'' ? "'\\''" : std::string(1, c);
-    return result + "'";
-}
-
 } // namespace applescript

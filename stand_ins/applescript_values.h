@@ -41,9 +41,6 @@ std::vector<value> as_list(const value &v);
 bool equal(const value &a, const value &b);
 std::string folded(std::string_view text);
 
-// In single quotes for a shell.
-std::string quoted(std::string_view text);
-
 } // namespace applescript
 
 #endif

@@ -1,5 +1,6 @@
 // open [-a Preview] FILE...: shows each file in the desktop's viewer for it, through xdg-open,
 // without waiting for the viewer.
+#include "platform/core/atomic_file.h"
 #include "stand_ins/next_tool.h"
 
 #include <cerrno>
@@ -35,17 +36,6 @@ static bool read_arguments(int argc, char **argv, std::vector<const char *> &fil
         files.push_back(argv[i]);
     }
     return !files.empty();
-}
-
-// A relative name could pass for an option or a URL. Empty when the current folder has no name.
-static std::string absolute_path(const char *path)
-{
-    if (path[0] == '/')
-        return path;
-    char *folder = getcwd(nullptr, 0);
-    const std::string result = folder == nullptr ? "" : std::string(folder) + "/" + path;
-    std::free(folder);
-    return result;
 }
 
 static bool lies_in(const char *path, const char *folder)
@@ -99,7 +89,8 @@ int main(int argc, char **argv)
     }
     int status = 0;
     for (const char *file : files) {
-        const std::string path = absolute_path(file);
+        // A relative name could pass for an option or a URL.
+        const std::string path = platform::absolute_path(file);
         if (path.empty() || !exists(path.c_str()) || !start_viewer(xdg_open, path)) {
             std::fprintf(stderr, "open: %s: %s\n", file, std::strerror(errno));
             status = 1;

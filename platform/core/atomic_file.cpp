@@ -150,6 +150,16 @@ std::string platform::without_dots(const std::string &path)
     return result;
 }
 
+std::string platform::absolute_path(const std::string &path)
+{
+    if (!path.empty() && path[0] == '/')
+        return without_dots(path);
+    char folder[PATH_MAX];
+    if (getcwd(folder, sizeof folder) == nullptr)
+        return "";
+    return without_dots(in_folder(folder, path));
+}
+
 OSErr platform::follow_links(const std::string &path, std::string *followed)
 {
     char *resolved = realpath(path.c_str(), nullptr);

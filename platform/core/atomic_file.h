@@ -25,6 +25,11 @@ std::string in_folder(const std::string &folder, const std::string &name);
 // itself where one of its folders is missing.
 std::string without_dots(const std::string &path);
 
+// The path as the root folder sees it, without "." and ".." as above: outputs are named by cutting
+// a path at its last dot. Empty, and errno tells why, when the path is a relative one and
+// the current folder is gone.
+std::string absolute_path(const std::string &path);
+
 // The path with every link followed. Where nothing is there: the path itself, unless it is a link
 // that leads nowhere, which is fnfErr.
 OSErr follow_links(const std::string &path, std::string *followed);

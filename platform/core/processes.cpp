@@ -213,6 +213,18 @@ std::string platform::in_double_quotes(const char *s)
     return safe;
 }
 
+std::string platform::in_single_quotes(const char *s)
+{
+    std::string quoted = "'";
+    for (; *s != 0; ++s) {
+        if (*s == '\'')
+            quoted += "'\\''";
+        else
+            quoted += *s;
+    }
+    return quoted + "'";
+}
+
 std::string platform::as_word(const char *s)
 {
     const std::string text = s;
@@ -220,16 +232,7 @@ std::string platform::as_word(const char *s)
         !text.empty() &&
         text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
                                "0123456789_./-+,:@%=") == std::string::npos;
-    if (ordinary)
-        return text;
-    std::string quoted = "'";
-    for (const char c : text) {
-        if (c == '\'')
-            quoted += "'\\''";
-        else
-            quoted += c;
-    }
-    return quoted + "'";
+    return ordinary ? text : in_single_quotes(s);
 }
 
 bool platform::begin_run(const char *folder, std::int32_t serial)

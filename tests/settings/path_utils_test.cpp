@@ -1,5 +1,6 @@
 #include "settings/path_utils.h"
 
+#include "platform/core/atomic_file.h"
 #include "tests/support/test_files.h"
 
 #include <cstring>
@@ -124,11 +125,11 @@ TEST(AbsolutePath, BeginsInTheCurrentFolder)
 {
     EXPECT_TRUE(in_child([] {
         ASSERT_EQ(chdir("/usr"), 0);
-        EXPECT_EQ(absolute_path("a.ps"), "/usr/a.ps");
-        EXPECT_EQ(absolute_path("lib/a.ps"), "/usr/lib/a.ps");
-        EXPECT_EQ(absolute_path("/x/a.ps"), "/x/a.ps");
+        EXPECT_EQ(platform::absolute_path("a.ps"), "/usr/a.ps");
+        EXPECT_EQ(platform::absolute_path("lib/a.ps"), "/usr/lib/a.ps");
+        EXPECT_EQ(platform::absolute_path("/x/a.ps"), "/x/a.ps");
         ASSERT_EQ(chdir("/"), 0);
-        EXPECT_EQ(absolute_path("a.ps"), "/a.ps");
+        EXPECT_EQ(platform::absolute_path("a.ps"), "/a.ps");
     }));
 }
 
@@ -136,10 +137,10 @@ TEST(AbsolutePath, HasNoDotsAmongItsFolders)
 {
     const temporary_folder folder;
     folder.make_folder("in");
-    EXPECT_EQ(absolute_path(folder / "in/../a.ps"), folder / "a.ps");
-    EXPECT_EQ(absolute_path(folder / "./in/./a"), folder / "in/a");
-    EXPECT_EQ(absolute_path("/usr/../a.b/x"), "/usr/../a.b/x"); // there is no such folder
-    EXPECT_EQ(absolute_path(folder / "a..b/.c"), folder / "a..b/.c");
+    EXPECT_EQ(platform::absolute_path(folder / "in/../a.ps"), folder / "a.ps");
+    EXPECT_EQ(platform::absolute_path(folder / "./in/./a"), folder / "in/a");
+    EXPECT_EQ(platform::absolute_path("/usr/../a.b/x"), "/usr/../a.b/x"); // there is no such folder
+    EXPECT_EQ(platform::absolute_path(folder / "a..b/.c"), folder / "a..b/.c");
 }
 
 TEST(AbsolutePath, HasNoneInAFolderThatIsGone)
@@ -149,8 +150,8 @@ TEST(AbsolutePath, HasNoneInAFolderThatIsGone)
         const std::string gone = folder.make_folder("gone");
         ASSERT_EQ(chdir(gone.c_str()), 0);
         ASSERT_EQ(rmdir(gone.c_str()), 0);
-        EXPECT_EQ(absolute_path("a.ps"), "");
-        EXPECT_EQ(absolute_path("/a.ps"), "/a.ps");
+        EXPECT_EQ(platform::absolute_path("a.ps"), "");
+        EXPECT_EQ(platform::absolute_path("/a.ps"), "/a.ps");
     }));
 }
 

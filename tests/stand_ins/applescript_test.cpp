@@ -1,6 +1,7 @@
 // The script language: what is understood, what is refused, what is asked of the program.
 #include "stand_ins/applescript_interpreter.h"
 
+#include "platform/core/atomic_file.h"
 #include "tests/support/temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -114,7 +115,7 @@ strings asked_by(const std::string &text, const std::deque<request_reply> &repli
 
 std::string here(const std::string &name)
 {
-    return path_for_others(name);
+    return platform::absolute_path(name);
 }
 
 // The message without its text: "FROM:TO: KIND (NUMBER)".
@@ -408,7 +409,7 @@ TEST(AppleScript, TurnsValuesIntoOthers)
 TEST(AppleScript, FilesAreRelativeToTheCurrentFolder)
 {
     const temporary_folder folder;
-    const std::string before = path_for_others(".");
+    const std::string before = platform::absolute_path(".");
     ASSERT_EQ(chdir(folder.path().c_str()), 0);
     EXPECT_EQ(result_of("POSIX file \"a\""), "POSIX file \"" + (folder / "a") + "\"");
     const std::string gone = folder.make_folder("gone");
