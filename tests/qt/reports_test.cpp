@@ -7,6 +7,7 @@
 #include "platform/apple_events.h"
 #include "platform/core/session_bus.h"
 #include "platform/processes.h"
+#include "platform/qt/application.h"
 #include "platform/qt/state.h"
 #include "scripting/apple_events.h"
 #include "scripting/terms.h"
@@ -23,18 +24,18 @@
 
 namespace {
 
-int events;
-volatile std::sig_atomic_t signals;
+int by_bus;
+volatile std::sig_atomic_t by_signal;
 
 OSErr count_event(const AppleEvent *event, AppleEvent *reply, std::uint32_t refcon)
 {
-    ++events;
+    ++by_bus;
     return HandleDone(event, reply, refcon);
 }
 
 void count_signal(int /*number*/)
 {
-    signals = signals + 1;
+    by_signal = by_signal + 1;
     inScript = 0;
 }
 
@@ -46,8 +47,8 @@ protected:
             setenv(name.c_str(), value->c_str(), 1);
         EXPECT_EQ(platform::take_program_name(), platform::program_name::taken);
         platform::serve_bus();
-        events = 0;
-        signals = 0;
+        by_bus = 0;
+        by_signal = 0;
         AEInstallEventHandler(papermill_class, four_chars("done"), count_event, 0, 0);
         platform::signal(SIGUSR1, count_signal);
         wait_for_focus();
@@ -85,22 +86,22 @@ void send_report(const std::string &parameters)
 TEST_F(QtReports, ComeOverTheBusExactlyOnce)
 {
     convert();
-    EXPECT_EQ(events, 1);
-    EXPECT_EQ(signals, 0);
+    EXPECT_EQ(by_bus, 1);
+    EXPECT_EQ(by_signal, 0);
     convert();
-    EXPECT_EQ(events, 2);
-    EXPECT_EQ(signals, 0);
+    EXPECT_EQ(by_bus, 2);
+    EXPECT_EQ(by_signal, 0);
 }
 
 TEST_F(QtReports, ComeByASignalExactlyOnceWhereNoBusAnswers)
 {
     bus.stop();
     convert();
-    EXPECT_EQ(events, 0);
-    EXPECT_EQ(signals, 1);
+    EXPECT_EQ(by_bus, 0);
+    EXPECT_EQ(by_signal, 1);
     convert();
-    EXPECT_EQ(events, 0);
-    EXPECT_EQ(signals, 2);
+    EXPECT_EQ(by_bus, 0);
+    EXPECT_EQ(by_signal, 2);
 }
 
 TEST_F(QtReports, OfACancelledRunDoNotEndTheNextOne)
@@ -133,17 +134,17 @@ TEST_F(QtReports, OfACancelledRunDoNotEndTheNextOne)
             EXPECT_EQ(read_file(answer_file), "(0, @a{sv} {})\n");
             EXPECT_EQ(inScript, 1); // the wait goes on
             EXPECT_EQ(inRun, 1);
-            EXPECT_EQ(events, 0);
-            send_report("{}");
+            EXPECT_EQ(by_bus, 0);
+            send_report("@a{sv} {}");
             step = 2;
         }
         return step == 2;
     });
     do_ps2pdf1(input.c_str(), (folder / "a.pdf").c_str());
     EXPECT_EQ(step, 2);
-    EXPECT_EQ(events, 1);
+    EXPECT_EQ(by_bus, 1);
     EXPECT_EQ(userCancel, 0);
-    EXPECT_EQ(signals, 0);
+    EXPECT_EQ(by_signal, 0);
 }
 
 TEST_F(QtReports, OfTheCurrentRunByItsNumberEndIt)
@@ -156,6 +157,6 @@ TEST_F(QtReports, OfTheCurrentRunByItsNumberEndIt)
         return true;
     });
     do_ps2pdf1(input.c_str(), (folder / "a.pdf").c_str());
-    EXPECT_EQ(events, 1);
+    EXPECT_EQ(by_bus, 1);
     EXPECT_EQ(userCancel, 0);
 }
