@@ -29,6 +29,28 @@ std::string outer_tmpdir;
 
 std::int32_t last_serial;
 
+// setenv keeps every value that a variable has ever had, and these get a new one with each run. The
+// text of this one is what the environment points at.
+class run_variable {
+public:
+    explicit run_variable(const char *its_name) : name(its_name) {}
+    void set(const std::string &value)
+    {
+        unsetenv(name); // before its text goes
+        text = std::string(name) + "=" + value;
+        putenv(text.data());
+    }
+
+private:
+    const char *name;
+    std::string text;
+};
+
+// They live for ever: the environment is read until the process has ended.
+auto &run_number = *new run_variable("PAPERMILL_RUN");
+auto &run_place = *new run_variable("PAPERMILL_RUN_FOLDER");
+auto &run_tmpdir = *new run_variable("TMPDIR");
+
 constexpr ProcessSerialNumber this_process = {0, 2};
 constexpr ProcessSerialNumber another_process = {0, 1};
 
@@ -242,9 +264,9 @@ bool platform::begin_run(const char *folder, std::int32_t serial)
     outer_tmpdir = value == nullptr ? "" : value;
     const std::string tools_folder = std::string(folder) + "/tmp";
     const bool made = mkdir(folder, 0700) == 0 && mkdir(tools_folder.c_str(), 0700) == 0;
-    setenv("PAPERMILL_RUN", std::to_string(serial).c_str(), 1);
-    setenv("PAPERMILL_RUN_FOLDER", folder, 1);
-    setenv("TMPDIR", tools_folder.c_str(), 1);
+    run_number.set(std::to_string(serial));
+    run_place.set(folder);
+    run_tmpdir.set(tools_folder);
     return made;
 }
 

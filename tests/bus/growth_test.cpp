@@ -1,0 +1,52 @@
+// Programs that answer for days.
+#include "tests/bus/bus_test.h"
+
+#include <cstdlib>
+
+namespace {
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool memory_tells = false; // what is freed is kept for a while
+#else
+constexpr bool memory_tells = true;
+#endif
+
+constexpr long allowed_growth = 64; // KB: the desktop program's console keeps its text
+
+class BusGrowth : public bus_test, public testing::WithParamInterface<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(Desktop, BusGrowth, testing::Bool());
+
+} // namespace
+
+TEST_P(BusGrowth, HundredsOfRequestsLeaveNothingBehind)
+{
+    // What it prints is more than a pipe holds that nobody reads.
+    program_call call = GetParam() ? desktop_call({}) : user.call({"serve"});
+    call.arguments.insert(call.arguments.begin(),
+                          {"sh", "-c", "exec \"$0\" \"$@\" > /dev/null 2>&1"});
+    program = std::make_unique<running_program>(call);
+    ASSERT_TRUE(wait_for_names());
+    const program_result result =
+        python("own, process = dbus.Interface(papermill, name), '/proc/' + sys.argv[1]\n"
+               "def run(times):\n"
+               "    for i in range(times):\n"
+               "        assert own.Exec('true', '', signature='ss', timeout=300) == 0\n"
+               "def memory():\n"
+               "    return [int(line.split()[1]) for line in open(process + '/status')\n"
+               "            if line.startswith('VmRSS:')][0]\n"
+               "def descriptors(): return len(os.listdir(process + '/fd'))\n"
+               "run(400)\n"
+               "before = descriptors(), memory()\n"
+               "run(300)\n"
+               "after = descriptors(), memory()\n"
+               "print(after[0] - before[0], after[1] - before[1])\n",
+               {std::to_string(program->pid())});
+    ASSERT_EQ(result.status, 0) << story(result);
+    char *end = nullptr;
+    EXPECT_LE(std::strtol(result.out.c_str(), &end, 10), 0) << "descriptors";
+    if (memory_tells) {
+        EXPECT_LE(std::strtol(end, nullptr, 10), allowed_growth) << "KB";
+    }
+    RecordProperty("figures", result.out);
+}
