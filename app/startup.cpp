@@ -2,6 +2,7 @@
 
 #include "app/commands.h"
 #include "app/cursors.h"
+#include "app/drag_drop.h"
 #include "app/event_pump.h"
 #include "app/globals.h"
 #include "app/menus.h"
@@ -148,6 +149,10 @@ void install_signal_handler()
 void install_handlers()
 {
     install_signal_handler();
+    gDragTrackingHandlerUPP = NewDragTrackingHandlerUPP(dragTrackingHandler);
+    InstallTrackingHandler(gDragTrackingHandlerUPP, nullptr, nullptr);
+    gDragReceiveHandlerUPP = NewDragReceiveHandlerUPP(dragReceiveHandler);
+    InstallReceiveHandler(gDragReceiveHandlerUPP, nullptr, nullptr);
     InstallEventHandler(GetApplicationEventTarget(), NewEventHandlerUPP(myAppHandler),
                         application_event_count, applicationEvents, nullptr);
     myMask = 0xFFFF;

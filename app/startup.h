@@ -20,8 +20,8 @@ void GetFolders(); // fills tmpPath, userPath, prefsPath and worksheet
 void mysighandler(int signal_number);
 void install_signal_handler();
 
-// What both programs install once initial() is done: the signal handler, the application's own
-// handler, the mask of events.
+// What both programs install once initial() is done: the signal handler, the drag handlers, the
+// application's own handler, the mask of events.
 void install_handlers();
 
 // Says, to whoever wants to know all (doDebug), that no request can come in.

@@ -32,10 +32,12 @@ Fixed Long2Fix(std::int32_t number);
 
 void SetRect(Rect *rect, std::int16_t left, std::int16_t top, std::int16_t right,
              std::int16_t bottom);
-Boolean EmptyRect(const Rect *rect);                        // 1: it encloses no point
-Boolean PtInRect(Point point, const Rect *rect);            // right and bottom edge lie outside
-Boolean SectRect(const Rect *a, const Rect *b, Rect *both); // 0, and *both empty, when they are
-                                                            // apart; *both may be one of them
+Boolean EmptyRect(const Rect *rect);                          // 1: it encloses no point
+Boolean PtInRect(Point point, const Rect *rect);              // right and bottom edge lie outside
+void InsetRect(Rect *rect, std::int16_t dh, std::int16_t dv); // smaller on every side; empty when
+                                                              // nothing is left
+Boolean SectRect(const Rect *a, const Rect *b, Rect *both);   // 0, and *both empty, when they are
+                                                              // apart; *both may be one of them
 
 // A region is a rectangle here. The caller owns what NewRgn makes.
 struct Region {
@@ -45,6 +47,8 @@ using RgnHandle = Region **;
 RgnHandle NewRgn(); // an empty one
 void SetRectRgn(RgnHandle region, std::int16_t left, std::int16_t top, std::int16_t right,
                 std::int16_t bottom);
+void RectRgn(RgnHandle region, const Rect *rect); // makes it that rectangle
+void DisposeRgn(RgnHandle region);
 
 // ---- ports ----
 
@@ -76,7 +80,10 @@ void SetPort(GrafPtr port);
 void GetGWorld(CGrafPtr *port, GDHandle *device);
 void SetGWorld(CGrafPtr port, GDHandle device);
 
-void ClipRect(const Rect *rect); // of the current port
+// What the current port's drawing is kept within.
+void ClipRect(const Rect *rect);
+void GetClip(RgnHandle region); // copies it into the region
+void SetClip(RgnHandle region); // makes it a copy of the region
 
 void ForeColor(std::int32_t colour); // of what is drawn in the current port from then on
 void BackColor(std::int32_t colour);

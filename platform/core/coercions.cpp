@@ -4,8 +4,10 @@
 #include "platform/files.h"
 
 #include <charconv>
+#include <climits>
 #include <cstring>
 #include <strings.h>
+#include <unistd.h>
 
 namespace {
 
@@ -106,7 +108,15 @@ bool skip(std::string_view *text, std::string_view prefix)
 
 bool is_this_machine(std::string_view host)
 {
-    return skip(&host, "localhost") && host.empty();
+    char own[HOST_NAME_MAX + 1] = {};
+    if (gethostname(own, sizeof own - 1) != 0)
+        own[0] = 0;
+    for (const std::string_view name : {std::string_view("localhost"), std::string_view(own)}) {
+        std::string_view rest = host;
+        if (skip(&rest, name) && rest.empty())
+            return true;
+    }
+    return false;
 }
 
 // Two digits stand behind each percent sign, or it is bdNamErr.

@@ -185,6 +185,16 @@ void ClipRect(const Rect *rect)
     current_port->clip = *rect;
 }
 
+void GetClip(RgnHandle region)
+{
+    RectRgn(region, &current_port->clip);
+}
+
+void SetClip(RgnHandle region)
+{
+    ClipRect(&(*region)->bounds);
+}
+
 void ForeColor(std::int32_t colour)
 {
     current_port->fgColor = colour;

@@ -30,6 +30,15 @@ Boolean PtInRect(Point point, const Rect *rect)
                : 0;
 }
 
+void InsetRect(Rect *rect, std::int16_t dh, std::int16_t dv)
+{
+    *rect = {static_cast<std::int16_t>(rect->top + dv), static_cast<std::int16_t>(rect->left + dh),
+             static_cast<std::int16_t>(rect->bottom - dv),
+             static_cast<std::int16_t>(rect->right - dh)};
+    if (EmptyRect(rect))
+        *rect = {};
+}
+
 Boolean SectRect(const Rect *a, const Rect *b, Rect *both)
 {
     const Rect common = {std::max(a->top, b->top), std::max(a->left, b->left),
@@ -48,4 +57,17 @@ void SetRectRgn(RgnHandle region, std::int16_t left, std::int16_t top, std::int1
                 std::int16_t bottom)
 {
     SetRect(&(*region)->bounds, left, top, right, bottom);
+}
+
+void RectRgn(RgnHandle region, const Rect *rect)
+{
+    (*region)->bounds = *rect;
+}
+
+void DisposeRgn(RgnHandle region)
+{
+    if (region == nullptr)
+        return;
+    delete *region;
+    delete region;
 }

@@ -65,6 +65,7 @@ void platform::open_desktop(const char *program, const char *complaint)
     qInstallMessageHandler(usual);
     std::setlocale(LC_NUMERIC, "C"); // Qt has taken the user's
 
+    QGuiApplication::setDesktopFileName("org.papermill.Papermill");
     application->setQuitOnLastWindowClosed(false); // a console that was closed is only hidden
     QObject::connect(application, &QGuiApplication::saveStateRequest, [](QSessionManager &session) {
         session.setRestartHint(QSessionManager::RestartNever);

@@ -37,6 +37,12 @@ QWidget *load_entry(IBNibRef nib, const char *name);
 // The window whose widget this is or lies in; a sheet before the window that it is attached to.
 WindowRef window_of(const QWidget *widget);
 
+// The window whose port is the current one, or null.
+WindowRef current_window();
+
+// From now on what is dragged over the widget, a window's, is told to the drag handlers.
+void take_drops(QWidget *face);
+
 // Connects the event loop to the application: timers, signals, keys, activation. Once, when there
 // is a QApplication.
 void start_events();

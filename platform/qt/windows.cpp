@@ -122,6 +122,7 @@ WindowRef make_window(std::int16_t kind)
     OpaqueWindow &window = windows.emplace_back();
     window.kind = kind;
     window.widget = new window_face(&window);
+    platform::take_drops(window.widget);
     return &window;
 }
 
@@ -339,6 +340,7 @@ OSStatus ShowSheetWindow(WindowRef sheet, WindowRef parent)
     if (sheet == nullptr || parent == nullptr)
         return paramErr;
     sheet->widget->setWindowModality(Qt::NonModal); // it lies in its window
+    sheet->widget->setAcceptDrops(false);           // they are its window's
     parent->sheet = sheet->widget;
     platform::attach_sheet(static_cast<QFrame *>(sheet->widget), parent->widget);
     return noErr;
@@ -389,14 +391,20 @@ Rect *GetWindowPortBounds(WindowRef window, Rect *bounds)
     return bounds;
 }
 
-// How far the place of the current port's window is from the screen's corner.
-static QPoint port_origin()
+WindowRef platform::current_window()
 {
     GrafPtr port = nullptr;
     GetPort(&port);
     const auto found = std::find_if(windows.begin(), windows.end(),
                                     [&](const auto &each) { return &each.port == port; });
-    return found == windows.end() ? QPoint() : found->widget->mapToGlobal(QPoint(0, 0));
+    return found == windows.end() ? nullptr : &*found;
+}
+
+// How far the place of the current port's window is from the screen's corner.
+static QPoint port_origin()
+{
+    const WindowRef window = platform::current_window();
+    return window == nullptr ? QPoint() : window->widget->mapToGlobal(QPoint(0, 0));
 }
 
 void LocalToGlobal(Point *point)

@@ -1,6 +1,7 @@
 #include "app/startup.h"
 
 #include "app/cursors.h"
+#include "app/drag_drop.h"
 #include "app/event_pump.h"
 #include "app/globals.h"
 #include "app/pascal_text.h"
@@ -250,6 +251,48 @@ TEST_F(StartUp, EverythingStandsAfterwards)
     ASSERT_EQ(watched.installed.size(), 13U);
     EXPECT_EQ(watched.installed.back(), "AESetInteractionAllowed(1)");
     EXPECT_EQ(console.text(), "");
+}
+
+TEST_F(StartUp, TheStepsComeInTheirOrder)
+{
+    watched.steps.clear();
+    EXPECT_EQ(initial(), 1);
+    EXPECT_EQ(watched.steps, (std::vector<std::string>{"MoreMasters",
+                                                       "MoreMasters",
+                                                       "Gestalt menu",
+                                                       "Gestalt other",
+                                                       "RegisterAppearanceClient",
+                                                       "GetCursor 1",
+                                                       "SetDialogFont 0",
+                                                       "DoAEInstallation",
+                                                       "CreateNavUPP1",
+                                                       "FSFindFolder t create",
+                                                       "FSFindFolder c create",
+                                                       "FSFindFolder p",
+                                                       "getMachOCalls",
+                                                       "check_config",
+                                                       "GetProcessInformation",
+                                                       "SetUpTextWindow",
+                                                       "Text_Activate 1",
+                                                       "Text_Update",
+                                                       "make_config",
+                                                       "get_str_resource DEBUG1",
+                                                       "SetUpMenus",
+                                                       "SetBinaryPath",
+                                                       "get_string PDFTOPS_STR",
+                                                       "get_str_resource TIFFFORMAT",
+                                                       "SetCursor"}));
+    watched.steps.clear();
+    gDragTrackingHandlerUPP = nullptr;
+    gDragReceiveHandlerUPP = nullptr;
+    myMask = 0;
+    install_handlers();
+    EXPECT_EQ(watched.steps, (std::vector<std::string>{
+                                 "signal " + std::to_string(SIGUSR1), "InstallTrackingHandler",
+                                 "InstallReceiveHandler", "InstallEventHandler 4"}));
+    EXPECT_EQ(gDragTrackingHandlerUPP, &dragTrackingHandler);
+    EXPECT_EQ(gDragReceiveHandlerUPP, &dragReceiveHandler);
+    EXPECT_EQ(myMask, 0xFFFF);
 }
 
 TEST_F(StartUp, InTheBackgroundTheConsoleIsInactive)

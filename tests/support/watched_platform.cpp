@@ -2,6 +2,7 @@
 
 #include "app/globals.h"
 #include "platform/apple_events.h"
+#include "platform/drag.h"
 #include "platform/events.h"
 #include "platform/navigation.h"
 #include "platform/processes.h"
@@ -40,6 +41,25 @@ static void note(const char *name)
         {name, watched.console != nullptr ? watched.console->lines() : "", inRun == 1});
 }
 
+// A step of a start, while one is alive; those within another one do not count.
+class step {
+public:
+    explicit step(const std::string &name)
+    {
+        if (depth++ == 0)
+            watched.steps.push_back(name);
+    }
+    ~step()
+    {
+        --depth;
+    }
+    step(const step &) = delete;
+    step &operator=(const step &) = delete;
+
+private:
+    static inline int depth = 0;
+};
+
 // The linker sends the calls of the operation `name` to watched_..., and gives the operation itself
 // the name real_.... The names are those that the compiler makes of the declarations.
 #define REAL(mangled) __asm__("__real_" mangled)
@@ -61,6 +81,7 @@ OSErr real_Gestalt(OSType selector, std::int32_t *response) REAL("_Z7GestaltjPi"
 OSErr watched_Gestalt(OSType selector, std::int32_t *response) WATCHED("_Z7GestaltjPi");
 OSErr watched_Gestalt(OSType selector, std::int32_t *response)
 {
+    const step s(selector == four_chars("menu") ? "Gestalt menu" : "Gestalt other");
     const auto &errors = watched.gestalt_errors;
     if (std::find(errors.begin(), errors.end(), selector) != errors.end())
         return gestaltUndefSelectorErr;
@@ -75,6 +96,7 @@ OSStatus real_RegisterAppearanceClient() REAL("_Z24RegisterAppearanceClientv");
 OSStatus watched_RegisterAppearanceClient() WATCHED("_Z24RegisterAppearanceClientv");
 OSStatus watched_RegisterAppearanceClient()
 {
+    const step s("RegisterAppearanceClient");
     note("RegisterAppearanceClient");
     return real_RegisterAppearanceClient();
 }
@@ -83,6 +105,7 @@ void real_SetCursor(const Cursor *cursor) REAL("_Z9SetCursorPK6Cursor");
 void watched_SetCursor(const Cursor *cursor) WATCHED("_Z9SetCursorPK6Cursor");
 void watched_SetCursor(const Cursor *cursor)
 {
+    const step s("SetCursor");
     note("SetCursor");
     real_SetCursor(cursor);
 }
@@ -164,6 +187,7 @@ OSErr watched_GetProcessInformation(const ProcessSerialNumber *process, ProcessI
     WATCHED("_Z21GetProcessInformationPK19ProcessSerialNumberP14ProcessInfoRec");
 OSErr watched_GetProcessInformation(const ProcessSerialNumber *process, ProcessInfoRec *info)
 {
+    const step s("GetProcessInformation");
     const std::string &path = watched.executable;
     if (path.empty())
         return real_GetProcessInformation(process, info);
@@ -237,6 +261,7 @@ void real_SetDialogFont(std::int16_t font) REAL("_Z13SetDialogFonts");
 void watched_SetDialogFont(std::int16_t font) WATCHED("_Z13SetDialogFonts");
 void watched_SetDialogFont(std::int16_t font)
 {
+    const step s("SetDialogFont " + std::to_string(font));
     note("SetDialogFont");
     real_SetDialogFont(font);
 }
@@ -249,3 +274,78 @@ NavEventUPP watched_NewNavEventUPP(NavEventUPP callback)
     note("NewNavEventUPP");
     return real_NewNavEventUPP(callback);
 }
+
+OSErr real_ShowDragHilite(DragRef drag, RgnHandle region, Boolean inside)
+    REAL("_Z14ShowDragHiliteP10OpaqueDragPP6Regionh");
+OSErr watched_ShowDragHilite(DragRef drag, RgnHandle region, Boolean inside)
+    WATCHED("_Z14ShowDragHiliteP10OpaqueDragPP6Regionh");
+OSErr watched_ShowDragHilite(DragRef drag, RgnHandle region, Boolean inside)
+{
+    watched.highlighted = true;
+    watched.highlight = (*region)->bounds;
+    GetPort(&watched.highlight_port);
+    watched.highlight_clip = watched.highlight_port->clip;
+    watched.highlight_inside = inside;
+    return real_ShowDragHilite(drag, region, inside);
+}
+
+OSErr real_HideDragHilite(DragRef drag) REAL("_Z14HideDragHiliteP10OpaqueDrag");
+OSErr watched_HideDragHilite(DragRef drag) WATCHED("_Z14HideDragHiliteP10OpaqueDrag");
+OSErr watched_HideDragHilite(DragRef drag)
+{
+    watched.highlighted = false;
+    return real_HideDragHilite(drag);
+}
+
+// ---- the steps of a start, some of which are the program's own ----
+
+#define WATCH_STEP(result, name, mangled, parameters, arguments, shown)                            \
+    result real_##name parameters REAL(mangled);                                                   \
+    result watched_##name parameters WATCHED(mangled);                                             \
+    result watched_##name parameters                                                               \
+    {                                                                                              \
+        const step s(shown);                                                                       \
+        return real_##name arguments;                                                              \
+    }
+
+WATCH_STEP(void, MoreMasters, "_Z11MoreMastersv", (), (), "MoreMasters")
+WATCH_STEP(CursHandle, GetCursor, "_Z9GetCursors", (std::int16_t id), (id),
+           "GetCursor " + std::to_string(id))
+WATCH_STEP(void, DoAEInstallation, "_Z16DoAEInstallationv", (), (), "DoAEInstallation")
+WATCH_STEP(void, CreateNavUPP1, "_Z13CreateNavUPP1v", (), (), "CreateNavUPP1")
+WATCH_STEP(OSErr, FSFindFolder, "_Z12FSFindFoldersjhP5FSRef",
+           (std::int16_t domain, OSType type, Boolean create, FSRef *folder),
+           (domain, type, create, folder),
+           std::string("FSFindFolder ") + static_cast<char>(type >> 24) + (create ? " create" : ""))
+WATCH_STEP(void, getMachOCalls, "_Z13getMachOCallsv", (), (), "getMachOCalls")
+WATCH_STEP(void, check_config, "_Z12check_configv", (), (), "check_config")
+WATCH_STEP(WindowRef, SetUpTextWindow, "_Z15SetUpTextWindowPc", (char *title), (title),
+           "SetUpTextWindow")
+WATCH_STEP(void, Text_Activate, "_Z13Text_ActivateP12OpaqueWindowh",
+           (WindowRef window, Boolean active), (window, active),
+           "Text_Activate " + std::to_string(active))
+WATCH_STEP(void, Text_Update, "_Z11Text_UpdateP12OpaqueWindow", (WindowRef window), (window),
+           "Text_Update")
+WATCH_STEP(void, make_config, "_Z11make_configv", (), (), "make_config")
+WATCH_STEP(const char *, get_str_resource, "_Z16get_str_resourcePKc", (const char *key), (key),
+           std::string("get_str_resource ") + key)
+WATCH_STEP(char *, get_string, "_Z10get_stringPKc", (const char *key), (key),
+           std::string("get_string ") + key)
+WATCH_STEP(void, SetUpMenus, "_Z10SetUpMenusv", (), (), "SetUpMenus")
+WATCH_STEP(void, SetBinaryPath, "_Z13SetBinaryPathv", (), (), "SetBinaryPath")
+WATCH_STEP(void, signal, "_ZN8platform6signalEiPFviE", (int number, void (*handler)(int)),
+           (number, handler), "signal " + std::to_string(number))
+WATCH_STEP(OSErr, InstallTrackingHandler,
+           "_Z22InstallTrackingHandlerPFssP12OpaqueWindowPvP10OpaqueDragES0_S1_",
+           (DragTrackingHandlerUPP handler, WindowRef window, void *constant),
+           (handler, window, constant), "InstallTrackingHandler")
+WATCH_STEP(OSErr, InstallReceiveHandler,
+           "_Z21InstallReceiveHandlerPFsP12OpaqueWindowPvP10OpaqueDragES0_S1_",
+           (DragReceiveHandlerUPP handler, WindowRef window, void *constant),
+           (handler, window, constant), "InstallReceiveHandler")
+WATCH_STEP(OSStatus, InstallEventHandler,
+           "_Z19InstallEventHandlerP17OpaqueEventTargetPFiP22OpaqueEventHandlerCallP11OpaqueEventPv"
+           "EmPK13EventTypeSpecS5_",
+           (EventTargetRef target, EventHandlerUPP handler, std::size_t count,
+            const EventTypeSpec *list, void *data),
+           (target, handler, count, list, data), "InstallEventHandler " + std::to_string(count))

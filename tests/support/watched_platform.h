@@ -3,6 +3,7 @@
 #ifndef PAPERMILL_TESTS_SUPPORT_WATCHED_PLATFORM_H
 #define PAPERMILL_TESTS_SUPPORT_WATCHED_PLATFORM_H
 
+#include "platform/quickdraw.h"
 #include "platform/types.h"
 
 #include <cstddef>
@@ -31,6 +32,12 @@ struct watched_platform {
     std::vector<std::string> installed;    // "CLASS/ID" of each handler for Apple events, in order
     std::uint32_t other_installations = 0; // those for all programs, or with a reference constant
     bool user_cancels = false;             // what CheckEventQueueForUserCancel tells
+    std::vector<std::string> steps;        // of a start, in their order; not what they are made of
+
+    bool highlighted = false; // for a drag; how it was made last:
+    Rect highlight = {}, highlight_clip = {};
+    GrafPtr highlight_port = nullptr;
+    Boolean highlight_inside = 0;
 
     std::size_t count(const std::string &name) const;
     const platform_call *first(const std::string &name) const; // null when it was not called

@@ -70,6 +70,36 @@ TEST(Rectangles, ARegionIsEmptyAtFirst)
     expect_rect((*region)->bounds, 0, 0, 0, 0);
     SetRectRgn(region, -32767, -5, 7, 32767);
     expect_rect((*region)->bounds, -32767, -5, 7, 32767);
-    delete *region;
-    delete region;
+    const Rect rect = {1, 2, 3, 4};
+    RectRgn(region, &rect);
+    expect_rect((*region)->bounds, 2, 1, 4, 3);
+    DisposeRgn(region);
+    DisposeRgn(nullptr);
+}
+
+TEST(Rectangles, AnInsetIsOnEverySide)
+{
+    Rect rect = {10, 20, 30, 60};
+    InsetRect(&rect, 3, 1);
+    expect_rect(rect, 23, 11, 57, 29);
+    InsetRect(&rect, -3, -1);
+    expect_rect(rect, 20, 10, 60, 30);
+    InsetRect(&rect, 20, 0); // nothing is left
+    expect_rect(rect, 0, 0, 0, 0);
+}
+
+TEST(Rectangles, TheClipIsSavedAndRestored)
+{
+    const Rect rect = {1, 2, 3, 4};
+    GrafPtr port = nullptr;
+    GetPort(&port);
+    const Rect old = port->clip;
+    RgnHandle saved = NewRgn();
+    GetClip(saved);
+    expect_rect((*saved)->bounds, old.left, old.top, old.right, old.bottom);
+    ClipRect(&rect);
+    expect_rect(port->clip, 2, 1, 4, 3);
+    SetClip(saved);
+    expect_rect(port->clip, old.left, old.top, old.right, old.bottom);
+    DisposeRgn(saved);
 }
