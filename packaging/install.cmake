@@ -27,6 +27,8 @@ set(programs papermill)
 if(PAPERMILL_DESKTOP)
     list(APPEND programs papermill-desktop)
     install_naming_programs(org.papermill.Papermill.desktop ${CMAKE_INSTALL_DATADIR}/applications)
+    install(FILES ${CMAKE_SOURCE_DIR}/resources/org.papermill.Papermill.svg
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
 endif()
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/links)
 foreach(program ${programs})
