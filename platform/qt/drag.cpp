@@ -81,11 +81,22 @@ void enter(QWidget *face, const QDropEvent &event)
     platform::track_drag(kDragTrackingEnterWindow, window, &over->drag);
 }
 
+// What is asked of the other program for its file: never to move it, or it would be gone.
+Qt::DropAction harmless_action(const QDropEvent &event)
+{
+    for (const Qt::DropAction action : {Qt::CopyAction, Qt::LinkAction}) {
+        if (event.possibleActions().testFlag(action))
+            return action;
+    }
+    return Qt::IgnoreAction;
+}
+
 // Takes note of where the drag is. False when it may not be here: what the user has been asked
 // comes first.
 bool follow(QWidget *face, const QDropEvent &event)
 {
-    if (QApplication::activeModalWidget() != nullptr) {
+    if (QApplication::activeModalWidget() != nullptr ||
+        harmless_action(event) == Qt::IgnoreAction) {
         leave();
         over.reset();
         return false;

@@ -341,3 +341,128 @@ TEST_F(WindowOnABus, ABusThatDiesEndsNothing)
     EXPECT_EQ(program->finish().status, 0);
     EXPECT_EQ(user.leftovers(), strings());
 }
+
+// ---- files from another program ----
+
+namespace {
+
+// Another program's window in the screen's corner, which the files can be dragged from.
+class dragging_user {
+public:
+    dragging_user(const screen &on, const strings &files) : desk(on), program(call(on, files))
+    {
+        source = desk.wait_for_window("source");
+        EXPECT_NE(source, "");
+        EXPECT_TRUE(desk.wait_for_focus(source)); // then the window manager has placed it
+    }
+
+    // Drags from the other program's window to that place in the window, and stays there.
+    void drag_to(const std::string &window, const std::string &x, const std::string &y)
+    {
+        point(source, "60", "60");
+        desk.xdotool({"mousedown", "1"});
+        for (int step = 0; step < 4; ++step) {
+            desk.xdotool({"mousemove_relative", "--sync", "10", "10"});
+            wait();
+        }
+        EXPECT_TRUE(program.wait_for_output("begun\n"));
+        point(window, x, y);
+        for (int step = 0; step < 4; ++step) { // the other program asks with every move
+            wait();
+            desk.xdotool({"mousemove_relative", "--sync", "3", "3"});
+        }
+        wait();
+    }
+
+    void drop() const
+    {
+        desk.xdotool({"mouseup", "1"});
+    }
+
+    bool is_told(const std::string &what)
+    {
+        return program.wait_for_output("begun\n" + what + "\n");
+    }
+
+private:
+    static program_call call(const screen &on, const strings &files)
+    {
+        program_call made = {{PAPERMILL_DRAG_SOURCE, "20", "20"}, {{"DISPLAY", on.display()}}};
+        made.arguments.insert(made.arguments.end(), files.begin(), files.end());
+        made.environment["QT_QPA_PLATFORM"] = std::nullopt;
+        made.environment["WAYLAND_DISPLAY"] = std::nullopt;
+        return made;
+    }
+
+    void point(const std::string &window, const std::string &x, const std::string &y) const
+    {
+        desk.xdotool({"mousemove", "--sync", "--window", window, x, y});
+    }
+
+    static void wait()
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+
+    const screen &desk;
+    running_program program;
+    std::string source;
+};
+
+class WindowAndAnother : public Window {
+protected:
+    void start_aside(const strings &words)
+    {
+        user.set("GSWINDOW", "200 400 500 900");
+        start(words);
+    }
+};
+
+} // namespace
+
+TEST_F(WindowAndAnother, AFileIsDroppedAndTheOtherProgramDoesNotWait)
+{
+    const std::string name = "two words \xC3\xA4.ps";
+    const std::string file = user.write(name, slow_ps(4000));
+    start_aside({});
+    dragging_user other(desk, {file});
+    other.drag_to(console, "200", "100");
+    EXPECT_FALSE(user.has("two words \xC3\xA4.pdf"));
+    other.drop();
+    EXPECT_TRUE(other.is_told("accepted"));
+    EXPECT_FALSE(user.has("two words \xC3\xA4.pdf"));
+    EXPECT_TRUE(eventually([&] { return user.has("two words \xC3\xA4.pdf"); }));
+    EXPECT_TRUE(user.has(name));
+    program->send_signal(SIGTERM);
+    EXPECT_EQ(program->finish().status, 0);
+    EXPECT_EQ(user.leftovers(), strings());
+}
+
+TEST_F(WindowAndAnother, TwoFilesAreRefused)
+{
+    const std::string first = user.write("first.ps", drawing_ps(80, 60));
+    const std::string second = user.write("second.ps", drawing_ps(80, 60));
+    start_aside({});
+    dragging_user other(desk, {first, second});
+    other.drag_to(console, "200", "100");
+    other.drop();
+    EXPECT_TRUE(other.is_told("refused"));
+    program->send_signal(SIGTERM);
+    EXPECT_EQ(program->finish().status, 0);
+    EXPECT_EQ(user.names(), (strings{"first.ps", "second.ps"}));
+}
+
+TEST_F(WindowAndAnother, DuringARunAFileIsRefused)
+{
+    user.write("endless.ps", endless_ps());
+    const std::string file = user.write("first.ps", drawing_ps(80, 60));
+    start_aside({"endless.ps"});
+    ASSERT_TRUE(wait_for("gs"));
+    dragging_user other(desk, {file});
+    other.drag_to(console, "200", "250");
+    other.drop();
+    EXPECT_TRUE(other.is_told("refused"));
+    program->send_signal(SIGTERM);
+    EXPECT_EQ(program->finish().status, 0);
+    EXPECT_EQ(user.names(), (strings{"endless.ps", "first.ps"}));
+}
