@@ -1,6 +1,7 @@
 // Drags on Qt: what comes over the windows is told to the handlers, and the highlight is drawn.
 #include "platform/core/drags.h"
 #include "platform/events.h"
+#include "platform/qt/menu_bar.h"
 #include "platform/qt/state.h"
 
 #include <QApplication>
@@ -9,6 +10,7 @@
 #include <QPainter>
 #include <QPointer>
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -189,6 +191,13 @@ OSErr ShowDragHilite(DragRef /*drag*/, RgnHandle region, Boolean inside)
     GetPort(&port);
     Rect place = {};
     if (window == nullptr || !inside || !SectRect(&(*region)->bounds, &port->clip, &place))
+        return paramErr;
+    // Nothing is drawn on the menu bar: the region keeps its distance from what is left of the
+    // clip.
+    const int covered =
+        platform::menu_bar_height(window->widget) - std::max<int>(port->clip.top, 0);
+    place.top = static_cast<std::int16_t>(place.top + std::max(covered, 0));
+    if (EmptyRect(&place))
         return paramErr;
     if (shown != nullptr && shown->parentWidget() != window->widget)
         delete shown;

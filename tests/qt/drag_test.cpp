@@ -117,15 +117,8 @@ protected:
 
     static QRect place_to_drop()
     {
-        Rect bounds = {};
-        GetWindowPortBounds(theConsole, &bounds);
-        Point corner = {bounds.top, bounds.left};
-        SetPortWindowPort(theConsole);
-        LocalToGlobal(&corner);
-        SetPort(nullptr);
-        const QPoint top_left = theConsole->widget->mapFromGlobal(QPoint(corner.h, corner.v));
-        return {top_left,
-                QSize(bounds.right - bounds.left - strip, bounds.bottom - bounds.top - strip)};
+        const QSize size = theConsole->widget->size();
+        return below_menus(size.width(), size.height()).adjusted(0, 0, -strip, -strip);
     }
 
     static QRect expected_highlight()
