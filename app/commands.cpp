@@ -1,13 +1,18 @@
 #include "app/commands.h"
 
+#include "app/command_line.h"
 #include "app/cursors.h"
 #include "app/globals.h"
 #include "app/menu_state.h"
 #include "app/menus.h"
 #include "console/console_io.h"
 #include "console/console_window.h"
+#include "dialogs/about_window.h"
+#include "dialogs/command_window.h"
+#include "dialogs/preferences_window.h"
 #include "engine/eps_extraction.h"
 #include "engine/pdf_conversions.h"
+#include "engine/pdf_merge.h"
 #include "engine/pict_output.h"
 #include "engine/ps_to_pdf.h"
 #include "engine/tiff_output.h"
@@ -150,6 +155,12 @@ void to_pict()
         text_printf("%s is not an eps, ps or pdf file.\n", in_file);
 }
 
+void run_command()
+{
+    if (GetCommandLine(nullptr, nullptr))
+        ExecuteCommand();
+}
+
 void save_console()
 {
     in_file[0] = 0; // no conversion reads it now: it may well be replaced
@@ -186,6 +197,7 @@ struct menu_command {
 };
 
 constexpr menu_command commands[] = {
+    {apple_menu_id, 1, aboutApp},
     {file_menu_id, 1, eps_to_eps},
     {file_menu_id, 2, eps_to_pdf},
     {file_menu_id, 3, eps_to_tiff},
@@ -194,7 +206,9 @@ constexpr menu_command commands[] = {
     {file_menu_id, 8, ps_to_text},
     {file_menu_id, 9, ps_to_eps},
     {file_menu_id, 10, ps_to_pdf},
+    {file_menu_id, 12, do_pdfmerge},
     {file_menu_id, 14, to_pict},
+    {file_menu_id, 16, run_command},
     {file_menu_id, 18, save_console},
     {edit_menu_id, clear_item, ClearTextWindow},
     {options_menu_id, debug_item, switch_debug},
@@ -208,6 +222,10 @@ void process_command(EventRef event)
     HICommand command = {};
     if (GetEventParameter(event, kEventParamDirectObject, sizeof command, &command) != noErr)
         return;
+    if (command.commandID == kHICommandPreferences) {
+        HiliteMenu(0);
+        GetPrefs();
+    }
     if (command.commandID != kHICommandQuit)
         do_menus(GetMenuID(command.menu.menuRef), command.menu.menuItemIndex);
 }

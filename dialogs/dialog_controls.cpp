@@ -1,6 +1,7 @@
 #include "dialogs/dialog_controls.h"
 
-#include <algorithm>
+#include "platform/strings.h"
+
 #include <cstring>
 
 ControlRef dialog_control(WindowRef window, std::int32_t id)
@@ -16,7 +17,9 @@ void GetStaticData(WindowRef window, std::int32_t id, char *buffer, std::size_t 
     std::size_t actual = 0;
     GetControlData(dialog_control(window, id), kControlEntireControl, kControlStaticTextTextTag,
                    size - 1, buffer, &actual);
-    buffer[std::min(actual, size - 1)] = 0;
+    if (actual >= size)
+        actual = platform::whole_characters(buffer, size - 1);
+    buffer[actual] = 0;
 }
 
 void SetStaticData(WindowRef window, std::int32_t id, const char *text)
@@ -36,6 +39,16 @@ void SetEditData(WindowRef window, std::int32_t id, const char *text)
 {
     SetControlData(dialog_control(window, id), kControlEntireControl, kControlStaticTextTextTag,
                    std::strlen(text), text);
+}
+
+void check_box(WindowRef window, std::int32_t id, bool checked)
+{
+    SetControl32BitValue(dialog_control(window, id), checked ? 1 : 0);
+}
+
+bool is_checked(WindowRef window, std::int32_t id)
+{
+    return GetControl32BitValue(dialog_control(window, id)) > 0;
 }
 
 void SelectEditData(WindowRef window, std::int32_t id)

@@ -13,8 +13,8 @@ constexpr OSType control_signature = four_chars("KVRB"); // of every control in 
 // The control of that number; null when the window has none.
 ControlRef dialog_control(WindowRef window, std::int32_t id);
 
-// Reads the control's text into the buffer, at most size - 1 bytes, with a NUL behind them; an
-// empty text when there is no such control.
+// Reads the control's text into the buffer, as many whole characters as fit into size - 1 bytes,
+// with a NUL behind them; an empty text when there is no such control.
 void GetStaticData(WindowRef window, std::int32_t id, char *buffer, std::size_t size);
 
 void SetStaticData(WindowRef window, std::int32_t id, const char *text); // and draws it anew
@@ -22,6 +22,10 @@ void SetStaticData(WindowRef window, std::int32_t id, const char *text); // and 
 // The same for an edit field, which draws itself.
 void GetEditData(WindowRef window, std::int32_t id, char *buffer, std::size_t size);
 void SetEditData(WindowRef window, std::int32_t id, const char *text);
+
+// A check box, and whether it is checked.
+void check_box(WindowRef window, std::int32_t id, bool checked);
+bool is_checked(WindowRef window, std::int32_t id);
 
 // Selects the field's text but for the first character, and gives it the keyboard.
 void SelectEditData(WindowRef window, std::int32_t id);

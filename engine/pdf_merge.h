@@ -6,4 +6,8 @@
 // relative to the folder; it stays the working folder.
 void run_pdfmerge(const char *list, const char *output, const char *folder);
 
+// Asks in a window for the list, the output and the folder, keeps them for the next time, and
+// merges them.
+void do_pdfmerge();
+
 #endif

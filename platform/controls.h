@@ -21,10 +21,17 @@ constexpr ControlPartCode kControlEntireControl = 0;
 constexpr ControlPartCode kControlEditTextPart = 5;
 
 // What a control knows of itself. A text is UTF-8, of a label or an edit field; a label that the
-// interface file gives the property "elide" ("middle", "right") shows as much of it as has room.
+// interface file gives the property "elide" ("middle", "right") shows as much of it as has room. An
+// edit field with the property "maxBytes" takes no more.
 constexpr OSType kControlStaticTextTextTag = four_chars("text");
 constexpr OSType kControlEditTextSelectionTag = four_chars("sele");
 constexpr OSType kControlProgressBarIndeterminateTag = four_chars("inde"); // a Boolean
+
+// A list, whose items the user can move and remove. Its texts have a NUL behind each; set them, and
+// they have the numbers 0, 1, 2…; its order tells the numbers of those that are there now, as
+// std::int32_t.
+constexpr OSType kControlListItemsTag = four_chars("item");
+constexpr OSType kControlListOrderTag = four_chars("ordr");
 
 struct ControlEditTextSelectionRec {
     std::int16_t selStart, selEnd; // in characters; an end behind the text is the text's
@@ -43,8 +50,14 @@ OSErr GetControlData(ControlRef control, ControlPartCode part, OSType tag, std::
 OSErr SetControlData(ControlRef control, ControlPartCode part, OSType tag, std::size_t size,
                      const void *data);
 
+// A check box has the values 0 and 1; a tab control the number of its tab, from 1 on; a list that
+// of the item that is selected, or 0; a progress bar how far it is, of a maximum. Others have 0.
+std::int32_t GetControl32BitValue(ControlRef control);
 void SetControl32BitMaximum(ControlRef control, std::int32_t maximum); // of a progress bar
 void SetControl32BitValue(ControlRef control, std::int32_t value);
+
+// Fills *bounds with the control's place in its window, and returns it.
+Rect *GetControlBounds(ControlRef control, Rect *bounds);
 
 void Draw1Control(ControlRef control); // draws it anew
 void ShowControl(ControlRef control);

@@ -41,14 +41,23 @@ constexpr std::uint32_t kEventWindowGetMinimumSize = 81; // asked when the windo
 constexpr OSType kEventParamDimensions =
     four_chars("dims"); // the answer: a Point, height and width
 
-// A control that has been pressed: the ControlRef is the parameter kEventParamDirectObject.
+// A control that has been used: pressed, turned to another tab; in a list, another item selected,
+// or the items moved or removed. The ControlRef is the parameter kEventParamDirectObject.
 constexpr OSType kEventClassControl = four_chars("cntl");
 constexpr std::uint32_t kEventControlHit = 1;
 constexpr std::uint32_t kEventControlClick = 13; // the button goes down over it
 constexpr OSType kEventParamDirectObject = four_chars("----");
 
+// The user has changed the text of an edit field, which is the parameter kEventParamDirectObject.
+constexpr OSType kEventClassTextField = four_chars("txfd");
+constexpr std::uint32_t kEventTextFieldChanged = 3;
+
+// The pointer moves in a window of the interface file, or leaves it: where on the screen it is, a
+// Point.
 constexpr OSType kEventClassMouse = four_chars("mous");
+constexpr std::uint32_t kEventMouseUp = 2; // not sent: what is clicked is a control, which tells
 constexpr std::uint32_t kEventMouseMoved = 5;
+constexpr OSType kEventParamMouseLocation = four_chars("mloc");
 
 // The application comes to the front, goes to the background.
 constexpr OSType kEventClassApplication = four_chars("appl");

@@ -29,6 +29,10 @@ bool copy_whole(char (&buffer)[size], const char *s)
     return copy_whole(buffer, size, s);
 }
 
+// How many of the first `size` bytes of a longer UTF-8 text make whole characters: where to cut it.
+// Bytes that are no UTF-8 are characters of their own.
+std::size_t whole_characters(const char *text, std::size_t size);
+
 // Writes the text as a Pascal string, of which it keeps at most 255 bytes.
 void to_pascal(std::string_view text, StringPtr pascal);
 

@@ -13,7 +13,8 @@ using IBNibRef = OpaqueNib *;
 struct OpaqueEventTarget;
 using EventTargetRef = OpaqueEventTarget *;
 
-constexpr std::uint32_t kWindowCloseBoxAttribute = 1U << 0; // the user is offered to close it
+constexpr std::uint32_t kWindowCloseBoxAttribute = 1U << 0;    // the user is offered to close it
+constexpr std::uint32_t kWindowCollapseBoxAttribute = 1U << 3; // and to iconify it
 constexpr std::uint32_t kWindowStandardHandlerAttribute = 1U << 25;
 
 // What GetWindowKind tells apart: dialogs, and windows of the program's own.
@@ -35,7 +36,9 @@ void DisposeWindow(WindowRef window);
 // window can be made from it.
 OSStatus CreateNibReference(const char *name, IBNibRef *nib);
 
-// Makes the window `name` of the interface file.
+// Makes the window `name` of the interface file. The file says, with the property windowModality,
+// whether the user is kept in it while it is shown. Escape and the window manager's close press its
+// button with the property "role" "cancel"; one with the role "close" closes the window.
 OSStatus CreateWindowFromNib(IBNibRef nib, const char *name, WindowRef *window);
 void DisposeNibReference(IBNibRef nib);
 
@@ -50,6 +53,8 @@ std::int16_t GetWindowKind(WindowRef window);
 OSStatus ChangeWindowAttributes(WindowRef window, std::uint32_t set, std::uint32_t clear);
 void ShowWindow(WindowRef window);
 void HideWindow(WindowRef window);
+Boolean IsWindowVisible(WindowRef window);
+void SelectWindow(WindowRef window); // brings it to the front and makes it the active one
 OSStatus ShowSheetWindow(WindowRef sheet, WindowRef parent); // attaches the sheet to its parent
 OSStatus HideSheetWindow(WindowRef sheet);
 
@@ -68,6 +73,10 @@ Rect *GetWindowPortBounds(WindowRef window, Rect *bounds);
 // Between the coordinates of the screen and those of the window whose port is the current one.
 void LocalToGlobal(Point *point);
 void GlobalToLocal(Point *point);
+
+// The bounds on the screen of what is in the window: the one region that is asked for.
+enum : std::uint16_t { kWindowContentRgn = 33 };
+OSStatus GetWindowBounds(WindowRef window, std::uint16_t region, Rect *bounds);
 
 OSStatus InvalWindowRect(WindowRef window, const Rect *rect); // it will be drawn anew
 void BeginUpdate(WindowRef window);                           // around the drawing of what is

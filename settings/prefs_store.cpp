@@ -307,6 +307,14 @@ int set_str_resource(const char *key, const char *value)
     return stored ? 1 : 0;
 }
 
+void tell_settings_are_not_stored()
+{
+    const std::string place =
+        prefsFile[0] == 0 ? std::string(prefsPath) + "/" + prefs_file_name : prefsFile;
+    text_printf("The settings can't be stored in \"%s\". Make the file and its folder writable.\n",
+                place.c_str());
+}
+
 char *get_default_resource(const char *key)
 {
     Handle value = find_setting(key);

@@ -51,6 +51,9 @@ int number_setting(const char *key, int fallback);
 // Stores the value, at once. 1, or 0 when it cannot be stored.
 int set_str_resource(const char *key, const char *value);
 
+// Says that settings could not be stored, and why most likely. For who has changed them by hand.
+void tell_settings_are_not_stored();
+
 // The shipped default of that name in the current resource file, to be freed by the caller; null
 // when there is none or it is empty.
 char *get_default_resource(const char *key);

@@ -145,6 +145,21 @@ bool platform::copy_whole(char *buffer, std::size_t size, const char *s)
     return true;
 }
 
+std::size_t platform::whole_characters(const char *text, std::size_t size)
+{
+    const auto byte_before = [text](std::size_t end) {
+        return static_cast<unsigned char>(text[end - 1]);
+    };
+    std::size_t start = size;
+    while (start > 0 && size - start < 3 && (byte_before(start) & 0xC0U) == 0x80)
+        --start;
+    if (start == 0)
+        return size;
+    const unsigned char first = byte_before(start);
+    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;
+    return start - 1 + length > size ? start - 1 : size;
+}
+
 void platform::to_pascal(std::string_view text, StringPtr pascal)
 {
     pascal[0] = static_cast<unsigned char>(std::min<std::size_t>(text.size(), 255));

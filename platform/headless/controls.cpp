@@ -25,9 +25,20 @@ OSErr SetControlData(ControlRef /*control*/, ControlPartCode /*part*/, OSType /*
     return errUnknownControl;
 }
 
+std::int32_t GetControl32BitValue(ControlRef /*control*/)
+{
+    return 0;
+}
+
 void SetControl32BitMaximum(ControlRef /*control*/, std::int32_t /*maximum*/) {}
 
 void SetControl32BitValue(ControlRef /*control*/, std::int32_t /*value*/) {}
+
+Rect *GetControlBounds(ControlRef /*control*/, Rect *bounds)
+{
+    *bounds = {};
+    return bounds;
+}
 
 void Draw1Control(ControlRef /*control*/) {}
 

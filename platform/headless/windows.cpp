@@ -90,6 +90,19 @@ void HideWindow(WindowRef window)
         window->visible = false;
 }
 
+Boolean IsWindowVisible(WindowRef window)
+{
+    return window != nullptr && window->visible ? 1 : 0;
+}
+
+void SelectWindow(WindowRef window)
+{
+    const auto selected = std::find_if(windows.begin(), windows.end(),
+                                       [&](const auto &each) { return each.get() == window; });
+    if (selected != windows.end())
+        std::rotate(selected, selected + 1, windows.end());
+}
+
 OSStatus ShowSheetWindow(WindowRef sheet, WindowRef /*parent*/)
 {
     ShowWindow(sheet);
@@ -161,6 +174,14 @@ void GlobalToLocal(Point *point)
     const Point origin = port_origin();
     point->h = static_cast<std::int16_t>(point->h - origin.h);
     point->v = static_cast<std::int16_t>(point->v - origin.v);
+}
+
+OSStatus GetWindowBounds(WindowRef window, std::uint16_t region, Rect *bounds)
+{
+    if (window == nullptr || region != kWindowContentRgn)
+        return paramErr;
+    *bounds = window->bounds;
+    return noErr;
 }
 
 OSStatus InvalWindowRect(WindowRef window, const Rect * /*rect*/)

@@ -1,12 +1,16 @@
 #include "platform/controls.h"
 
 #include "platform/dialogs.h"
+#include "platform/qt/list_control.h"
 #include "platform/qt/state.h"
 
+#include <QAbstractButton>
 #include <QEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
+#include <QSignalBlocker>
+#include <QTabWidget>
 
 #include <algorithm>
 #include <cstring>
@@ -117,10 +121,15 @@ OSErr GetControlData(ControlRef control, ControlPartCode /*part*/, OSType tag, s
 {
     if (control == nullptr)
         return errUnknownControl;
-    if (tag != kControlStaticTextTextTag)
-        return errDataNotSupported;
     QByteArray text;
-    if (const auto *label = qobject_cast<QLabel *>(widget_of(control))) {
+    if (const auto *list = qobject_cast<QListWidget *>(widget_of(control));
+        list != nullptr && tag == kControlListOrderTag) {
+        const std::vector<std::int32_t> order = platform::list_order(list);
+        text = QByteArray(reinterpret_cast<const char *>(order.data()),
+                          static_cast<qsizetype>(order.size() * sizeof order[0]));
+    } else if (tag != kControlStaticTextTextTag) {
+        return errDataNotSupported;
+    } else if (const auto *label = qobject_cast<QLabel *>(widget_of(control))) {
         const QVariant whole = label->property(whole_text);
         text = (whole.isValid() ? whole.toString() : label->text()).toUtf8();
     } else if (const auto *field = qobject_cast<QLineEdit *>(widget_of(control))) {
@@ -158,12 +167,31 @@ OSErr SetControlData(ControlRef control, ControlPartCode /*part*/, OSType tag, s
         field->setSelection(selection.selStart, selection.selEnd - selection.selStart);
         return noErr;
     }
+    if (auto *list = qobject_cast<QListWidget *>(widget_of(control));
+        list != nullptr && tag == kControlListItemsTag) {
+        platform::set_list_items(list, {static_cast<const char *>(data), size});
+        return noErr;
+    }
     if (tag == kControlProgressBarIndeterminateTag && bar != nullptr) {
         const bool indeterminate = *static_cast<const Boolean *>(data) != 0;
         bar->setRange(0, indeterminate ? 0 : std::max(1, bar->maximum()));
         return noErr;
     }
     return errDataNotSupported;
+}
+
+std::int32_t GetControl32BitValue(ControlRef control)
+{
+    QWidget *const widget = widget_of(control);
+    if (const auto *box = qobject_cast<QAbstractButton *>(widget))
+        return box->isChecked() ? 1 : 0;
+    if (const auto *tabs = qobject_cast<QTabWidget *>(widget))
+        return tabs->currentIndex() + 1;
+    if (const auto *list = qobject_cast<QListWidget *>(widget))
+        return list->currentRow() + 1;
+    if (const auto *bar = qobject_cast<QProgressBar *>(widget))
+        return bar->value();
+    return 0;
 }
 
 void SetControl32BitMaximum(ControlRef control, std::int32_t maximum)
@@ -174,8 +202,32 @@ void SetControl32BitMaximum(ControlRef control, std::int32_t maximum)
 
 void SetControl32BitValue(ControlRef control, std::int32_t value)
 {
-    if (auto *bar = qobject_cast<QProgressBar *>(widget_of(control)))
+    QWidget *const widget = widget_of(control);
+    const QSignalBlocker quiet(widget); // only what the user does is told
+    if (auto *box = qobject_cast<QAbstractButton *>(widget))
+        box->setChecked(value != 0);
+    else if (auto *tabs = qobject_cast<QTabWidget *>(widget))
+        tabs->setCurrentIndex(value - 1);
+    else if (auto *list = qobject_cast<QListWidget *>(widget))
+        platform::select_list_row(list, value - 1);
+    else if (auto *bar = qobject_cast<QProgressBar *>(widget))
         bar->setValue(value);
+}
+
+Rect *GetControlBounds(ControlRef control, Rect *bounds)
+{
+    *bounds = {};
+    if (control == nullptr)
+        return bounds;
+    const QWidget *const widget = widget_of(control);
+    WindowRef window = platform::window_of(widget);
+    if (window == nullptr)
+        return bounds;
+    const QPoint corner = widget->mapTo(window->widget, QPoint(0, 0));
+    SetRect(bounds, static_cast<std::int16_t>(corner.x()), static_cast<std::int16_t>(corner.y()),
+            static_cast<std::int16_t>(corner.x() + widget->width()),
+            static_cast<std::int16_t>(corner.y() + widget->height()));
+    return bounds;
 }
 
 void Draw1Control(ControlRef control)

@@ -1,19 +1,21 @@
 #include "platform/windows.h"
 
 #include "platform/processes.h"
+#include "platform/qt/control_events.h"
 #include "platform/qt/sheet.h"
 #include "platform/qt/state.h"
 #include "platform/resources.h"
 
-#include <QAbstractButton>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFile>
 #include <QFrame>
 #include <QKeyEvent>
 #include <QPushButton>
+#include <QScreen>
 #include <QUiLoader>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <algorithm>
 #include <list>
@@ -32,6 +34,11 @@ class window_face : public QFrame {
 public:
     explicit window_face(WindowRef own) : window(own) {}
 
+    void focus_first()
+    {
+        focusNextPrevChild(true);
+    }
+
     // The window has been disposed of; its widgets go a little later.
     void forget_window()
     {
@@ -42,7 +49,10 @@ protected:
     void closeEvent(QCloseEvent *event) override
     {
         event->ignore(); // it is the handlers' to hide it
-        tell(kEventWindowClose);
+        if (tell(kEventWindowClose) != eventNotHandledErr || window == nullptr)
+            return;
+        if (QPushButton *cancel = platform::button_of_role(window, "cancel"))
+            cancel->click();
     }
 
     void changeEvent(QEvent *event) override
@@ -70,10 +80,16 @@ protected:
         tell(kEventWindowUpdate);
     }
 
-    // Return presses the button that has the keyboard, or else the default one.
+    // Return presses the button that has the keyboard, or else the default one; Escape closes what
+    // is no document.
     void keyPressEvent(QKeyEvent *event) override
     {
         event->ignore();
+        if (event->key() == Qt::Key_Escape && window != nullptr && window->kind == dialogKind) {
+            event->accept();
+            close();
+            return;
+        }
         if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter)
             return;
         QPushButton *pressed = nullptr;
@@ -106,12 +122,12 @@ protected:
     }
 
 private:
-    void tell(std::uint32_t kind)
+    OSStatus tell(std::uint32_t kind)
     {
         if (window == nullptr)
-            return;
+            return eventNotHandledErr;
         OpaqueEvent event = {kEventClassWindow, kind, {}};
-        platform::send_event(&window->target, &event);
+        return platform::send_event(&window->target, &event);
     }
 
     WindowRef window;
@@ -126,17 +142,25 @@ WindowRef make_window(std::int16_t kind)
     return &window;
 }
 
-// A push button tells its window that it has been pressed.
-void watch_buttons(WindowRef window)
+// A dialog stands over the middle of the document window, on its screen, and its first control has
+// the keyboard.
+void place_dialog(window_face *face)
 {
-    for (QAbstractButton *button : window->widget->findChildren<QAbstractButton *>()) {
-        QObject::connect(button, &QAbstractButton::clicked, [button] {
-            QWidget *const control = button;
-            OpaqueEvent event = {kEventClassControl, kEventControlHit, {}};
-            SetEventParameter(&event, kEventParamDirectObject, sizeof(void *), &control);
-            platform::send_event(GetWindowEventTarget(platform::window_of(button)), &event);
-        });
-    }
+    WindowRef document = platform::document_window();
+    const QWidget *below = document == nullptr ? nullptr : document->widget;
+    if (below == nullptr || !below->isVisible())
+        return;
+    face->winId(); // makes its QWindow
+    face->windowHandle()->setTransientParent(below->windowHandle());
+    const QRect screen = below->screen()->availableGeometry();
+    face->adjustSize();
+    face->resize(face->size().boundedTo(screen.size()));
+    QRect place(QPoint(0, 0), face->size());
+    place.moveCenter(below->geometry().center());
+    place.moveRight(std::min(place.right(), screen.right()));
+    place.moveBottom(std::min(place.bottom(), screen.bottom()));
+    place.moveTopLeft({std::max(place.left(), screen.left()), std::max(place.top(), screen.top())});
+    face->move(place.topLeft());
 }
 
 // Whether the program was started as the one in front.
@@ -264,12 +288,12 @@ OSStatus CreateWindowFromNib(IBNibRef nib, const char *name, WindowRef *window)
     *window = make_window(dialogKind);
     QWidget *const face = (*window)->widget;
     face->setWindowFlag(Qt::Dialog);
-    face->setWindowModality(Qt::ApplicationModal);
+    face->setWindowModality(controls->windowModality());
     face->setWindowTitle(controls->windowTitle());
     auto *layout = new QVBoxLayout(face);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(controls);
-    watch_buttons(*window);
+    platform::watch_controls(*window);
     return noErr;
 }
 
@@ -310,6 +334,9 @@ OSStatus ChangeWindowAttributes(WindowRef window, std::uint32_t set, std::uint32
         window->widget->setWindowFlags(has_box ? others | Qt::WindowCloseButtonHint : others);
         window->widget->setGeometry(place);
     }
+    if (((set | clear) & kWindowCollapseBoxAttribute) != 0)
+        window->widget->setWindowFlag(Qt::WindowMinimizeButtonHint,
+                                      (window->attributes & kWindowCollapseBoxAttribute) != 0);
     return noErr;
 }
 
@@ -322,9 +349,14 @@ void ShowWindow(WindowRef window)
     if (!window->size_asked && platform::send_event(&window->target, &question) == noErr &&
         GetEventParameter(&question, kEventParamDimensions, sizeof smallest, &smallest) == noErr)
         window->widget->setMinimumSize(smallest.h, smallest.v);
+    auto *const face = static_cast<window_face *>(window->widget);
+    if (!window->size_asked && window->kind == dialogKind)
+        place_dialog(face);
     window->size_asked = true;
     window->hidden = false;
-    window->widget->show();
+    face->show();
+    if (window->kind == dialogKind && face->focusWidget() == nullptr)
+        face->focus_first();
 }
 
 void HideWindow(WindowRef window)
@@ -333,6 +365,19 @@ void HideWindow(WindowRef window)
         return;
     window->hidden = true;
     window->widget->hide();
+}
+
+Boolean IsWindowVisible(WindowRef window)
+{
+    return window != nullptr && window->widget->isVisible() ? 1 : 0;
+}
+
+void SelectWindow(WindowRef window)
+{
+    if (window == nullptr)
+        return;
+    window->widget->raise();
+    window->widget->activateWindow();
 }
 
 OSStatus ShowSheetWindow(WindowRef sheet, WindowRef parent)
@@ -389,6 +434,17 @@ Rect *GetWindowPortBounds(WindowRef window, Rect *bounds)
         bounds->bottom = static_cast<std::int16_t>(size.height());
     }
     return bounds;
+}
+
+OSStatus GetWindowBounds(WindowRef window, std::uint16_t region, Rect *bounds)
+{
+    if (window == nullptr || region != kWindowContentRgn)
+        return paramErr;
+    const QRect place(window->widget->mapToGlobal(QPoint(0, 0)), window->widget->size());
+    SetRect(bounds, static_cast<std::int16_t>(place.x()), static_cast<std::int16_t>(place.y()),
+            static_cast<std::int16_t>(place.x() + place.width()),
+            static_cast<std::int16_t>(place.y() + place.height()));
+    return noErr;
 }
 
 WindowRef platform::current_window()
