@@ -164,7 +164,8 @@ OSErr SetControlData(ControlRef control, ControlPartCode /*part*/, OSType tag, s
     if (tag == kControlEditTextSelectionTag && field != nullptr) {
         ControlEditTextSelectionRec selection = {};
         std::memcpy(&selection, data, std::min(size, sizeof selection));
-        field->setSelection(selection.selStart, selection.selEnd - selection.selStart);
+        const int start = std::min<int>(selection.selStart, static_cast<int>(field->text().size()));
+        field->setSelection(start, selection.selEnd - start);
         return noErr;
     }
     if (auto *list = qobject_cast<QListWidget *>(widget_of(control));

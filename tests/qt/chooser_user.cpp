@@ -100,6 +100,12 @@ void chooser_user::in_dialog(const char *object_name, std::function<void(QDialog
          [action](QWidget *open) { action(*qobject_cast<QDialog *>(open)); }});
 }
 
+void chooser_user::in_window(const char *title, std::function<void(QWidget &)> action)
+{
+    add({[title](QWidget *open) { return open->windowTitle() == title; },
+         [action](QWidget *open) { action(*open); }});
+}
+
 void chooser_user::reads(const std::string &part)
 {
     in_message([part](QMessageBox &box) {

@@ -22,6 +22,9 @@ public:
     void in_message(std::function<void(QMessageBox &)> action);
     void in_dialog(const char *object_name, std::function<void(QDialog &)> action);
 
+    // The same with a window of the program's own, by its title.
+    void in_window(const char *title, std::function<void(QWidget &)> action);
+
     // A message whose text has `part` in it is read and answered with its default button or Escape.
     void reads(const std::string &part);
     void cancels(); // the chooser

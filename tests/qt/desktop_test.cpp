@@ -168,7 +168,12 @@ QRect below_menus(int width, int height)
 
 QWidget *control_of(WindowRef window, int id)
 {
-    for (QWidget *widget : window->widget->findChildren<QWidget *>()) {
+    return control_in(*window->widget, id);
+}
+
+QWidget *control_in(const QWidget &window, int id)
+{
+    for (QWidget *widget : window.findChildren<QWidget *>()) {
         if (widget->property("controlID").toInt() == id)
             return widget;
     }

@@ -56,5 +56,6 @@ QRect below_menus(int width, int height);
 
 // The control of the window with that ID.
 QWidget *control_of(WindowRef window, int id);
+QWidget *control_in(const QWidget &window, int id);
 
 #endif
