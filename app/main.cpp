@@ -197,6 +197,7 @@ int main(int argc, char **argv)
     if (tmpPath[0] == 0)
         text_printf("No folder for temporary files can be made, neither in $TMPDIR nor in /tmp. "
                     "Nothing can be converted.\n");
+    tell_missing_tools();
     if (name == platform::program_name::no_bus)
         tell_scripting_is_off();
     install_handlers();

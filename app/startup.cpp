@@ -164,6 +164,14 @@ void tell_scripting_is_off()
         text_printf("Scripting is off: no session bus answers.\n");
 }
 
+void tell_missing_tools()
+{
+    for (const char *tool : {"gs", "tcsh"}) {
+        if (find_tool(tool).empty())
+            text_printf("%s was not found. Install the package %s.\n", tool, package_of(tool));
+    }
+}
+
 void info()
 {
     const unsigned char name[] = {4, 'I', 'n', 'f', 'o'};

@@ -27,6 +27,9 @@ void install_handlers();
 // Says, to whoever wants to know all (doDebug), that no request can come in.
 void tell_scripting_is_off();
 
+// Says which of the tools that every conversion needs are missing, and what brings them.
+void tell_missing_tools();
+
 void info(); // shows the text resource named "Info"
 
 #endif

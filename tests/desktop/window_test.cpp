@@ -288,6 +288,99 @@ TEST_F(Window, TheMenusAreOpenedDuringARunAndEndNothing)
     end_with_quit();
 }
 
+// ---- dialogs ----
+
+TEST_F(Window, AMissingToolIsToldOnceAtTheStart)
+{
+    const std::string tools = user.elsewhere("tools");
+    EXPECT_EQ(mkdir(tools.c_str(), 0700), 0);
+    user.environment["PATH"] = tools; // nothing is there
+    start({});
+    desk.press("ctrl+s");
+    const std::string chooser = desk.wait_for_window("Save console output as");
+    ASSERT_TRUE(desk.wait_for_focus(chooser));
+    desk.press("Return");
+    ASSERT_TRUE(
+        eventually([&] { return user.has("console.log") && !user.read("console.log").empty(); }));
+    const std::string told = user.read("console.log");
+    for (const char *line : {"gs was not found. Install the package ghostscript.\n",
+                             "tcsh was not found. Install the package tcsh.\n"}) {
+        EXPECT_NE(told.find(line), std::string::npos) << told;
+        EXPECT_EQ(told.find(line), told.rfind(line)) << told;
+    }
+    ASSERT_TRUE(desk.wait_for_focus(console));
+    end_with_quit();
+}
+
+TEST_F(Window, ASettingIsChangedByKeyboardAlone)
+{
+    start({});
+    desk.press("ctrl+comma");
+    const std::string preferences = desk.wait_for_window("Preferences");
+    ASSERT_TRUE(desk.wait_for_focus(preferences));
+    for (const char *keys : {"alt+t", "alt+r", "ctrl+a", "3", "0", "0", "alt+m", "Return"})
+        desk.press(keys);
+    ASSERT_TRUE(desk.wait_for_focus(console));
+    EXPECT_EQ(user.papermill({"settings", "get", "TIFF_OPTION_STR"}).out, "300\n");
+    EXPECT_EQ(user.papermill({"settings", "get", "TIFFCOMPRESS"}).out, "1\n");
+    end_with_quit();
+}
+
+TEST_F(Window, TheWindowManagersCloseCancelsADialog)
+{
+    start({});
+    desk.press("ctrl+l");
+    const std::string asking = desk.wait_for_window("Command Line");
+    ASSERT_TRUE(desk.wait_for_focus(asking));
+    desk.xdotool({"type", "true"});
+    desk.press("alt+F4");
+    ASSERT_TRUE(desk.wait_for_focus(console));
+    EXPECT_EQ(user.papermill({"settings", "get", "GSCOMMAND"}).out, "");
+    EXPECT_TRUE(is_visible());
+    end_with_quit();
+}
+
+TEST_F(Window, FilesAreMergedByHand)
+{
+    for (const char *name : {"one", "two words"}) {
+        user.write(std::string(name) + ".ps", drawing_ps(200, 100));
+        user.papermill({"ps2pdf", std::string(name) + ".ps", std::string(name) + ".pdf"});
+    }
+    user.set("PDFMERGE_DIR", user.work);
+    start({});
+    desk.press("ctrl+m");
+    const std::string asking = desk.wait_for_window("Merge PDF Files");
+    ASSERT_TRUE(desk.wait_for_focus(asking));
+    for (const char *name : {"two words.pdf", "one.pdf"}) {
+        desk.press("alt+a");
+        const std::string chooser = desk.wait_for_window("Add a PDF file");
+        ASSERT_TRUE(desk.wait_for_focus(chooser));
+        desk.xdotool({"type", user.path(name)});
+        desk.press("Return");
+        ASSERT_TRUE(desk.wait_for_focus(asking));
+    }
+    desk.press("alt+m");
+    desk.xdotool({"type", "both.pdf"});
+    desk.press("Return");
+    EXPECT_TRUE(eventually([&] { return pdf_page_count(user.path("both.pdf")) == 2; }));
+    ASSERT_TRUE(desk.wait_for_focus(console));
+    EXPECT_EQ(user.papermill({"settings", "get", "PDFMERGE_INFILES"}).out,
+              "'two words.pdf' one.pdf\n");
+    end_with_quit();
+}
+
+TEST_F(Window, AnEndThatIsAskedForComesWithADialogOpenAsWell)
+{
+    start({});
+    desk.press("ctrl+comma");
+    ASSERT_NE(desk.wait_for_window("Preferences"), "");
+    program->send_signal(SIGTERM);
+    const program_result result = program->finish();
+    EXPECT_EQ(result.signal, 0) << result.err;
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(user.leftovers(), strings());
+}
+
 namespace {
 
 // On a session bus of the test's own.
@@ -340,6 +433,24 @@ TEST_F(WindowOnABus, ABusThatDiesEndsNothing)
     program->send_signal(SIGTERM);
     EXPECT_EQ(program->finish().status, 0);
     EXPECT_EQ(user.leftovers(), strings());
+}
+
+TEST_F(WindowOnABus, ARequestIsAnsweredWhileADialogIsOpen)
+{
+    user.write("page.ps", drawing_ps(200, 100));
+    start({});
+    desk.press("ctrl+comma");
+    const std::string preferences = desk.wait_for_window("Preferences");
+    ASSERT_TRUE(desk.wait_for_focus(preferences));
+    const program_result second = start_again({"page.ps"});
+    EXPECT_EQ(second.status, 0) << second.err;
+    EXPECT_EQ(pdf_page_size(user.path("page.pdf")), "200 x 100");
+    EXPECT_EQ(desk.wait_for_window("Preferences"), preferences); // still there
+    desk.xdotool({"windowactivate", "--sync", preferences});
+    ASSERT_TRUE(desk.wait_for_focus(preferences));
+    desk.press("Escape");
+    ASSERT_TRUE(desk.wait_for_focus(console));
+    end_with_quit();
 }
 
 // ---- files from another program ----

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr std::int32_t other_dialog = 129;
+constexpr std::int32_t other_dialog = 1;
 constexpr int field_id = 3;
 
 class DialogMachinery : public desktop_test {

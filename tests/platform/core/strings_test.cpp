@@ -93,3 +93,19 @@ TEST(CopyWhole, CopiesWhatFitsAndNothingElse)
     EXPECT_STREQ(buffer, "abc");
     EXPECT_FALSE(platform::copy_whole(buffer, 0, ""));
 }
+
+TEST(WholeCharacters, ATextIsCutBetweenItsCharacters)
+{
+    const char text[] = "aé€😀";
+    const std::size_t expected[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10};
+    for (std::size_t size = 0; size < std::size(expected); ++size)
+        EXPECT_EQ(platform::whole_characters(text, size), expected[size]) << size;
+}
+
+TEST(WholeCharacters, BytesThatAreNoUtf8AreCutAnywhere)
+{
+    const char text[] = "\x80\x80\x80\x80\x80\xFFz";
+    for (std::size_t size = 0; size < 6; ++size)
+        EXPECT_EQ(platform::whole_characters(text, size), size);
+    EXPECT_EQ(platform::whole_characters(text, 7), 7U);
+}

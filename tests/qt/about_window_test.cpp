@@ -1,0 +1,188 @@
+#include "dialogs/about_window.h"
+
+#include "app/commands.h"
+#include "app/globals.h"
+#include "console/console_text.h"
+#include "dialogs/changes_window.h"
+#include "dialogs/dialog_machinery.h"
+#include "platform/memory.h"
+#include "platform/qt/state.h"
+#include "platform/strings.h"
+#include "tests/qt/desktop_test.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+#include <QTextBrowser>
+#include <QWindow>
+
+namespace {
+
+class QtAbout : public desktop_test {
+protected:
+    QtAbout()
+    {
+        wait_for_focus();
+    }
+    ~QtAbout() override
+    {
+        DisposeWindow(aboutWindow);
+        aboutWindow = nullptr;
+    }
+
+    static std::string all_text(const QWidget &window)
+    {
+        std::string all;
+        for (const QLabel *label : window.findChildren<QLabel *>())
+            all += label->text().toStdString() + "\n";
+        return all;
+    }
+};
+
+} // namespace
+
+TEST_F(QtAbout, TheWindowIsMadeOnceAndComesToTheFrontAgain)
+{
+    do_menus(128, 1);
+    ASSERT_NE(aboutWindow, nullptr);
+    const WindowRef first = aboutWindow;
+    EXPECT_TRUE(QTest::qWaitForWindowActive(first->widget));
+    QApplication::setActiveWindow(theConsole->widget);
+    ASSERT_EQ(FrontWindow(), theConsole);
+    aboutApp();
+    EXPECT_EQ(aboutWindow, first);
+    EXPECT_TRUE(QTest::qWaitFor([] { return FrontWindow() == aboutWindow; }));
+    EXPECT_FALSE(aboutWindow->widget->isModal());
+    EXPECT_EQ(aboutWindow->widget->windowFlags() & Qt::WindowMinimizeButtonHint, 0);
+    EXPECT_NE(aboutWindow->attributes & kWindowStandardHandlerAttribute, 0U);
+}
+
+TEST_F(QtAbout, ClosingHidesTheSameWindow)
+{
+    const std::function<void()> ways[] = {
+        [] { aboutWindow->widget->close(); },
+        [] { QTest::keyClick(aboutWindow->widget->windowHandle(), Qt::Key_Escape); },
+        [] { QTest::keyClick(aboutWindow->widget->windowHandle(), Qt::Key_Return); },
+        [] { QTest::mouseClick(aboutWindow->widget->findChild<QPushButton *>(), Qt::LeftButton); }};
+    WindowRef first = nullptr;
+    for (const auto &way : ways) {
+        aboutApp();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(aboutWindow->widget));
+        EXPECT_TRUE(first == nullptr || first == aboutWindow);
+        first = aboutWindow;
+        way();
+        EXPECT_FALSE(IsWindowVisible(aboutWindow));
+    }
+}
+
+TEST_F(QtAbout, ItTellsWhatTheProgramIsAndWhereHelpIs)
+{
+    aboutApp();
+    const std::string told = all_text(*aboutWindow->widget);
+    EXPECT_NE(told.find("Papermill"), std::string::npos);
+    EXPECT_NE(told.find("Version " PAPERMILL_VERSION "\n"), std::string::npos) << told;
+    EXPECT_NE(told.find("MIT licence"), std::string::npos);
+    EXPECT_NE(told.find("papermill --help"), std::string::npos);
+    EXPECT_EQ(told.find('@'), std::string::npos) << told;
+}
+
+TEST_F(QtAbout, ItsHandlerHandlesNothingButTheClose)
+{
+    EXPECT_EQ(doGetAboutWindowHandlerUPP(), doGetAboutWindowHandlerUPP());
+    aboutApp();
+    const EventTypeSpec expected[] = {{four_chars("wind"), 2},    {four_chars("wind"), 5},
+                                      {four_chars("wind"), 6},    {four_chars("wind"), 0x1B},
+                                      {four_chars("wind"), 0x48}, {four_chars("cntl"), 1},
+                                      {four_chars("mous"), 2},    {four_chars("keyb"), 3}};
+    ASSERT_EQ(about_event_count, std::size(expected));
+    for (std::size_t i = 0; i < about_event_count; ++i) {
+        EXPECT_EQ(aboutWindowEvents[i].eventClass, expected[i].eventClass) << i;
+        EXPECT_EQ(aboutWindowEvents[i].eventKind, expected[i].eventKind) << i;
+        OpaqueEvent event = {expected[i].eventClass, expected[i].eventKind, {}};
+        const bool close = expected[i].eventKind == 0x48;
+        EXPECT_EQ(aboutWindowEventHandler(nullptr, &event, aboutWindow),
+                  close ? OSStatus{noErr} : OSStatus{eventNotHandledErr});
+    }
+    EXPECT_FALSE(IsWindowVisible(aboutWindow));
+}
+
+TEST_F(QtAbout, ThePictureIsDrawnIntoTheWindowsPortWhereThereIsOne)
+{
+    aboutApp();
+    GrafPtr port = nullptr;
+    about_update();
+    GetPort(&port);
+    EXPECT_NE(port, GetWindowPort(aboutWindow));
+    aboutPic = NewHandle(4);
+    about_update();
+    GetPort(&port);
+    EXPECT_EQ(port, GetWindowPort(aboutWindow));
+    DisposeHandle(aboutPic);
+    aboutPic = nullptr;
+    SetPort(nullptr);
+}
+
+TEST_F(QtAbout, APictureFileIsReadWithoutItsHeader)
+{
+    folder.make_folder("Resources");
+    folder.write("Resources/good.pict", std::string(512, 'h') + std::string("pic\0ture", 8));
+    folder.write("Resources/short.pict", std::string(512, 'h'));
+    const std::string before = contentsPath;
+    platform::copy_whole(contentsPath, folder.path().c_str());
+    PicHandle picture = myGetPict("good.pict");
+    ASSERT_NE(picture, nullptr);
+    EXPECT_EQ(std::string(*picture, GetHandleSize(picture)), std::string("pic\0ture", 8));
+    DisposeHandle(picture);
+    EXPECT_EQ(myGetPict("short.pict"), nullptr);
+    EXPECT_EQ(myGetPict("none.pict"), nullptr);
+    platform::copy_whole(contentsPath, before.c_str());
+}
+
+// ---- the changes ----
+
+namespace {
+
+QTextBrowser *change_log()
+{
+    return theConsole->widget->findChild<QTextBrowser *>();
+}
+
+} // namespace
+
+TEST_F(QtAbout, TheChangesAreASheetThatShowsTheLog)
+{
+    const std::string source = read_file(PAPERMILL_SOURCE_DIR "/CHANGES.md");
+    for (const auto key : {Qt::Key_Return, Qt::Key_Escape}) {
+        watch_the_wait([key] {
+            QTextBrowser *const log = change_log();
+            if (log == nullptr || !log->isVisible())
+                return false;
+            const std::string text = log->toPlainText().toStdString();
+            EXPECT_NE(text.find(PAPERMILL_VERSION), std::string::npos) << text;
+            EXPECT_NE(text.find("The first version."), std::string::npos) << text;
+            EXPECT_EQ(text.find('#'), std::string::npos) << text;
+            QTest::keyClick(theConsole->widget->windowHandle(), key);
+            return true;
+        });
+        Changes();
+        EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_EQ(change_log(), nullptr);
+        EXPECT_EQ(theConsole->sheet, nullptr);
+    }
+    EXPECT_NE(source.find("## " PAPERMILL_VERSION), std::string::npos);
+}
+
+TEST_F(QtAbout, TheMouseDismissesTheChanges)
+{
+    watch_the_wait([] {
+        if (change_log() == nullptr || !change_log()->isVisible())
+            return false;
+        for (QPushButton *button : theConsole->sheet->findChildren<QPushButton *>())
+            QTest::mouseClick(button, Qt::LeftButton);
+        return true;
+    });
+    Changes();
+    EXPECT_EQ(theConsole->sheet, nullptr);
+}
