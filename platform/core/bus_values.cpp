@@ -13,6 +13,9 @@ namespace platform {
 
 namespace {
 
+// Of one event: no request has more than two.
+constexpr int most_values = 64;
+
 // ---- reading ----
 
 // s or ay.
@@ -276,8 +279,10 @@ std::string read_event_values(sd_bus_message *message, AppleEvent *event)
     std::string trouble;
     if (sd_bus_message_enter_container(message, 'a', "{sv}") < 0)
         return "the parameters cannot be read";
+    int entries = 0;
     while (trouble.empty() && sd_bus_message_enter_container(message, 'e', "sv") > 0) {
-        trouble = read_entry(message, event);
+        trouble =
+            ++entries > most_values ? "there are too many parameters" : read_entry(message, event);
         if (trouble.empty() && sd_bus_message_exit_container(message) < 0)
             trouble = "the parameters cannot be read";
     }

@@ -39,6 +39,11 @@ callback changed_handler;
 activate_callback activate_handler;
 EventLoopTimerRef retry_timer;
 
+using steady = std::chrono::steady_clock;
+steady::time_point lost_at;
+std::chrono::seconds gone_after;
+callback gone_handler;
+
 std::string instance_name()
 {
     return std::string(program_bus_name) + ".pid" + std::to_string(getpid());
@@ -417,8 +422,11 @@ int on_instance_name(sd_bus_message *answer, void * /*data*/, sd_bus_error * /*e
 void try_again(EventLoopTimerRef timer, void * /*data*/)
 {
     bus = begin_session_bus();
-    if (!offer_requests())
+    if (!offer_requests()) {
+        if (gone_handler != nullptr && steady::now() - lost_at >= gone_after)
+            gone_handler();
         return;
+    }
     RemoveEventLoopTimer(timer);
     retry_timer = nullptr;
     sd_bus_request_name_async(bus, nullptr, instance_name().c_str(), 0, on_instance_name, nullptr);
@@ -433,9 +441,11 @@ void lose_connection()
 {
     bus = sd_bus_close_unref(bus);
     set_instance_name(""); // the tools report by signal meanwhile
-    if (retry_timer == nullptr)
+    if (retry_timer == nullptr) {
+        lost_at = steady::now();
         InstallEventLoopTimer(GetCurrentEventLoop(), seconds_between_tries, seconds_between_tries,
                               try_again, nullptr, &retry_timer);
+    }
     if (changed_handler != nullptr)
         changed_handler();
 }
@@ -443,10 +453,9 @@ void lose_connection()
 // Sends what still waits to be sent, if the bus takes it soon.
 void send_the_rest()
 {
-    using clock = std::chrono::steady_clock;
-    const auto deadline = clock::now() + patience_at_end;
+    const auto deadline = steady::now() + patience_at_end;
     while (bus != nullptr && sd_bus_is_ready(bus) > 0 && (sd_bus_get_events(bus) & POLLOUT) != 0 &&
-           clock::now() < deadline) {
+           steady::now() < deadline) {
         constexpr int longest_wait = 50; // milliseconds
         pollfd writable = {sd_bus_get_fd(bus), POLLOUT, 0};
         if (poll(&writable, 1, longest_wait) > 0 && sd_bus_process(bus, nullptr) < 0)
@@ -536,6 +545,12 @@ void read_bus()
         lose_connection();
 }
 
+void on_bus_gone(int seconds, callback handler)
+{
+    gone_after = std::chrono::seconds(seconds);
+    gone_handler = handler;
+}
+
 void on_bus_changed(callback handler)
 {
     changed_handler = handler;
@@ -549,7 +564,7 @@ void on_activate_request(activate_callback handler)
 raised raise_running_program(const char *token)
 {
     sd_bus_message *request = new_request("Activate");
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error = {};
     raised result = raised::silent;
     if (request != nullptr && append_token(request, token) >= 0 &&
         sd_bus_call(bus, request, patience, &error, nullptr) >= 0)
@@ -571,7 +586,7 @@ OSErr open_in_running_program(const std::vector<std::string> &files, std::string
         result = sd_bus_message_close_container(request);
     if (result >= 0)
         result = append_token(request, nullptr);
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error = {};
     if (result >= 0)
         result = sd_bus_call(bus, request, for_ever, &error, nullptr);
     OSErr answer = result >= 0 ? OSErr{noErr} : OSErr{connectionInvalid};

@@ -27,6 +27,10 @@ program_name take_program_name();
 // bus is back, and both names are asked for again. Nothing when there is no connection.
 void keep_answering();
 
+// Calls the handler again and again when the connection has ended and for so many seconds has not
+// come back: for a program that nobody can reach in any other way.
+void on_bus_gone(int seconds, callback handler);
+
 // ---- for an event loop ----
 
 // What to wait for; the descriptor is -1 when there is no connection at present.

@@ -331,3 +331,18 @@ TEST_F(BusBadInput, AnybodyMayReportAtAnyTime)
     EXPECT_TRUE(run->finish().out.size() > 0); // and that has ended its wait
     end_run();
 }
+
+TEST_F(BusBadInput, AnEventWithTooManyParametersIsNotTaken)
+{
+    start_service();
+    std::string some;
+    std::string many;
+    for (int i = 1000; i < 1065; ++i) {
+        many += (many.empty() ? "'" : ", '") + std::to_string(i) + "': <'x'>";
+        if (i < 1063)
+            some = many;
+    }
+    EXPECT_EQ(send("TSRY exec", "{'----': <'true'>, " + some + "}").out, "(-1708, @a{sv} {})\n");
+    EXPECT_NE(send("TSRY exec", "{" + many + "}").err.find("there are too many parameters"),
+              std::string::npos);
+}

@@ -245,11 +245,3 @@ TEST_F(Osascript, ReportsTheRunThatTheEnvironmentNames)
         EXPECT_EQ(first.finish().status, right ? 1 : 0);
     }
 }
-
-TEST_F(Osascript, IsQuick)
-{
-    start_service();
-    EXPECT_TRUE(can_end_within(std::chrono::milliseconds(40), [&] {
-        osascript({"tell application \"papermill\"", "done", "end tell"});
-    }));
-}
