@@ -113,6 +113,7 @@ void platform::set_list_items(QListWidget *list, std::string_view texts)
 std::vector<std::int32_t> platform::list_order(const QListWidget *list)
 {
     std::vector<std::int32_t> order;
+    order.reserve(static_cast<std::size_t>(list->count()));
     for (int row = 0; row < list->count(); ++row)
         order.push_back(list->item(row)->data(number_role).toInt());
     return order;

@@ -290,6 +290,17 @@ TEST_F(Window, TheMenusAreOpenedDuringARunAndEndNothing)
 
 // ---- dialogs ----
 
+namespace {
+
+// A button that is pressed by its letter is down for a moment, and a window that has just got the
+// keyboard may lose a key.
+void let_it_settle()
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+}
+
+} // namespace
+
 TEST_F(Window, AMissingToolIsToldOnceAtTheStart)
 {
     const std::string tools = user.elsewhere("tools");
@@ -318,8 +329,10 @@ TEST_F(Window, ASettingIsChangedByKeyboardAlone)
     desk.press("ctrl+comma");
     const std::string preferences = desk.wait_for_window("Preferences");
     ASSERT_TRUE(desk.wait_for_focus(preferences));
-    for (const char *keys : {"alt+t", "alt+r", "ctrl+a", "3", "0", "0", "alt+m", "Return"})
+    for (const char *keys : {"alt+t", "alt+r", "ctrl+a", "3", "0", "0", "alt+m"})
         desk.press(keys);
+    let_it_settle();
+    desk.press("Return");
     ASSERT_TRUE(desk.wait_for_focus(console));
     EXPECT_EQ(user.papermill({"settings", "get", "TIFF_OPTION_STR"}).out, "300\n");
     EXPECT_EQ(user.papermill({"settings", "get", "TIFFCOMPRESS"}).out, "1\n");
@@ -358,9 +371,11 @@ TEST_F(Window, FilesAreMergedByHand)
         desk.xdotool({"type", user.path(name)});
         desk.press("Return");
         ASSERT_TRUE(desk.wait_for_focus(asking));
+        let_it_settle();
     }
     desk.press("alt+m");
     desk.xdotool({"type", "both.pdf"});
+    let_it_settle();
     desk.press("Return");
     EXPECT_TRUE(eventually([&] { return pdf_page_count(user.path("both.pdf")) == 2; }));
     ASSERT_TRUE(desk.wait_for_focus(console));

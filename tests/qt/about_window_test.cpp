@@ -158,10 +158,10 @@ TEST_F(QtAbout, TheChangesAreASheetThatShowsTheLog)
             QTextBrowser *const log = change_log();
             if (log == nullptr || !log->isVisible())
                 return false;
-            const std::string text = log->toPlainText().toStdString();
-            EXPECT_NE(text.find(PAPERMILL_VERSION), std::string::npos) << text;
-            EXPECT_NE(text.find("The first version."), std::string::npos) << text;
-            EXPECT_EQ(text.find('#'), std::string::npos) << text;
+            const std::string told = log->toPlainText().toStdString();
+            EXPECT_NE(told.find(PAPERMILL_VERSION), std::string::npos) << told;
+            EXPECT_NE(told.find("The first version."), std::string::npos) << told;
+            EXPECT_EQ(told.find('#'), std::string::npos) << told;
             QTest::keyClick(theConsole->widget->windowHandle(), key);
             return true;
         });

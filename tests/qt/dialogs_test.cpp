@@ -78,9 +78,10 @@ protected:
             const auto *label = qobject_cast<QLabel *>(all[i]);
             const bool elastic =
                 label != nullptr && (label->wordWrap() || label->property("elide").isValid());
-            if (!elastic && qobject_cast<QLineEdit *>(all[i]) == nullptr)
+            if (!elastic && qobject_cast<QLineEdit *>(all[i]) == nullptr) {
                 EXPECT_GE(all[i]->width(), all[i]->minimumSizeHint().width())
                     << when << name_of(all[i]);
+            }
         }
     }
 
@@ -171,8 +172,9 @@ TEST_P(QtDialog, TabReachesEveryControl)
             QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
         }
         for (const QWidget *part : parts()) {
-            if (part->isEnabled() && (part->focusPolicy() & Qt::TabFocus) != 0)
+            if (part->isEnabled() && (part->focusPolicy() & Qt::TabFocus) != 0) {
                 EXPECT_EQ(reached.count(part), 1U) << name_of(part);
+            }
         }
     });
 }
