@@ -244,10 +244,23 @@ TEST_F(Menus, WithoutAnInterfaceFileThereAreNone)
 
 TEST_F(Menus, NoChooserNoCommand)
 {
-    for (std::uint16_t item = 1; item <= 18; ++item)
-        do_menus(file_menu_id, item);
+    constexpr std::uint16_t merge = 12;
+    constexpr std::uint16_t command = 16;
+    for (std::uint16_t item = 1; item <= 18; ++item) {
+        if (item != merge && item != command)
+            do_menus(file_menu_id, item);
+    }
     do_menus(options_menu_id, 2);
     EXPECT_EQ(console.text(), "");
+}
+
+TEST_F(Menus, AWindowThatCannotBeMadeIsTold)
+{
+    do_menus(file_menu_id, 12);
+    do_menus(file_menu_id, 16);
+    EXPECT_EQ(console.text(), "The window \"pdfmerge\" can't be made. Install papermill again.\r"
+                              "The window \"command line\" can't be made. Install papermill "
+                              "again.\r");
 }
 
 // ---- the classic pump ----
