@@ -525,3 +525,13 @@ TEST_F(OwnResources, SettingsLeaveThemInTheirPlace)
     EXPECT_EQ(get_str_resource("PS2PDF_OPTION_STR"), nullptr); // a default is no setting
     EXPECT_EQ(CurResFile(), own);
 }
+
+TEST_F(StartUp, ThatScriptingIsOffIsSaidToWhoeverWantsToKnowAll)
+{
+    doDebug = 0;
+    tell_scripting_is_off();
+    EXPECT_EQ(console.text(), "");
+    doDebug = 1;
+    tell_scripting_is_off();
+    EXPECT_EQ(console.text(), "Scripting is off: no session bus answers.\r");
+}
