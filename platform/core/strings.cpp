@@ -163,5 +163,5 @@ std::size_t platform::whole_characters(const char *text, std::size_t size)
 void platform::to_pascal(std::string_view text, StringPtr pascal)
 {
     pascal[0] = static_cast<unsigned char>(std::min<std::size_t>(text.size(), 255));
-    std::memcpy(pascal + 1, text.data(), pascal[0]);
+    std::copy_n(text.begin(), pascal[0], pascal + 1);
 }
