@@ -12,6 +12,8 @@
 #include "tests/support/conversion_test.h"
 #include "tests/support/descriptors.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <malloc.h>
@@ -928,13 +930,18 @@ TEST_F(Requests, RequestsForTheSameFilesTakeNoMoreMemory)
         console.clear();
         watched.calls.clear();
     };
-    constexpr int rounds = 300; // disposed handles rest a while before they are used again
-    for (int i = 0; i < rounds; ++i)
-        round();
-    const std::size_t before = mallinfo2().uordblks;
-    for (int i = 0; i < rounds; ++i)
-        round();
-    EXPECT_LT(mallinfo2().uordblks, before + 10000);
+    const auto growth = [&] {
+        const auto before = static_cast<std::int64_t>(mallinfo2().uordblks);
+        for (int i = 0; i < 300; ++i)
+            round();
+        return static_cast<std::int64_t>(mallinfo2().uordblks) - before;
+    };
+    // Disposed handles rest before they are used again, and the heap keeps small blocks for later,
+    // which it counts as used: both come to an end. What is lost in each round does not.
+    std::int64_t least = growth();
+    for (int times = 0; times < 8; ++times)
+        least = std::min(least, growth());
+    EXPECT_LT(least, 10000);
     EXPECT_EQ(script.calls(), 0);
 }
 
