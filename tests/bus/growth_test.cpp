@@ -6,12 +6,10 @@
 namespace {
 
 #ifdef __SANITIZE_ADDRESS__
-constexpr bool memory_tells = false; // what is freed is kept for a while
+constexpr long allowed_growth = 1 << 30; // what is freed is kept for a while: it tells nothing
 #else
-constexpr bool memory_tells = true;
-#endif
-
 constexpr long allowed_growth = 64; // KB: the desktop program's console keeps its text
+#endif
 
 class BusGrowth : public bus_test, public testing::WithParamInterface<bool> {};
 
@@ -49,8 +47,6 @@ TEST_P(BusGrowth, HundredsOfRequestsLeaveNothingBehind)
     ASSERT_EQ(result.status, 0) << story(result);
     char *end = nullptr;
     EXPECT_LE(std::strtol(result.out.c_str(), &end, 10), 0) << "descriptors";
-    if (memory_tells) {
-        EXPECT_LE(std::strtol(end, nullptr, 10), allowed_growth) << "KB";
-    }
+    EXPECT_LE(std::strtol(end, nullptr, 10), allowed_growth) << "KB";
     RecordProperty("figures", result.out);
 }
