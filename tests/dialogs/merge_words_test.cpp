@@ -75,13 +75,13 @@ TEST(MergeWords, AFileIsNamedFromTheFolder)
 {
     const struct {
         const char *path, *folder, *name, *word;
-    } rows[] = {{"/work/a.pdf", "/work", "a.pdf", "a.pdf"},
-                {"/work/sub/a.pdf", "/work/", "sub/a.pdf", "sub/a.pdf"},
-                {"/workshop/a.pdf", "/work", "/workshop/a.pdf", "/workshop/a.pdf"},
+    } rows[] = {{"/papers/a.pdf", "/papers", "a.pdf", "a.pdf"},
+                {"/papers/sub/a.pdf", "/papers/", "sub/a.pdf", "sub/a.pdf"},
+                {"/papers-old/a.pdf", "/papers", "/papers-old/a.pdf", "/papers-old/a.pdf"},
                 {"/a.pdf", "/", "a.pdf", "a.pdf"},
-                {"/work/-a.pdf", "/work", "./-a.pdf", "./-a.pdf"},
-                {"/work/a b.pdf", "/work", "a b.pdf", "'a b.pdf'"},
-                {"/work/$(x).pdf", "/work", "$(x).pdf", "'$(x).pdf'"}};
+                {"/papers/-a.pdf", "/papers", "./-a.pdf", "./-a.pdf"},
+                {"/papers/a b.pdf", "/papers", "a b.pdf", "'a b.pdf'"},
+                {"/papers/$(x).pdf", "/papers", "$(x).pdf", "'$(x).pdf'"}};
     for (const auto &row : rows) {
         const merge_word made = word_for(row.path, row.folder);
         EXPECT_EQ(made.name, row.name);
