@@ -130,21 +130,31 @@ OSErr append_name(const FSSpec &spec, char (&path)[path_size])
 
 // ---- the work ----
 
-// What the requests for one conversion have in common. However many files there are, the first one
-// is converted.
-OSErr convert_first(const AppleEvent *event, AppleEvent *reply, void (*convert)())
+// How the requests for one conversion begin: the list of files, for the caller to dispose of, and
+// the path of the first one.
+OSErr begin_conversion(const AppleEvent *event, AppleEvent *reply, AEDescList *files,
+                       char (&input)[path_size])
 {
     if (inRun != 0)
         return refuse(reply, busy_with_another);
-    AEDescList files;
     std::int32_t count = 0;
-    OSErr error = get_list(event, &files, &count);
+    OSErr error = get_list(event, files, &count);
     if (error != noErr)
         return error;
-    error = get_file_of_list(files, 1, in_file);
+    error = get_file_of_list(*files, 1, input);
+    if (error != noErr)
+        AEDisposeDesc(files);
+    return error;
+}
+
+// However many files there are, the first one is converted.
+OSErr convert_first(const AppleEvent *event, AppleEvent *reply, void (*convert)())
+{
+    AEDescList files;
+    const OSErr error = begin_conversion(event, reply, &files, in_file);
+    if (error != noErr)
+        return error;
     AEDisposeDesc(&files);
-    if (error != noErr)
-        return error;
     convert();
     reply_status(reply);
     return noErr;
@@ -366,18 +376,13 @@ OSErr HandleConvert(const AppleEvent *event, AppleEvent *reply, std::uint32_t /*
 {
     static char input[path_size];
     static char output[path_size];
-    if (inRun != 0)
-        return refuse(reply, busy_with_another);
     AEDescList files;
-    std::int32_t count = 0;
-    OSErr error = get_list(event, &files, &count);
+    OSErr error = begin_conversion(event, reply, &files, input);
     if (error != noErr)
         return error;
-    error = get_file_of_list(files, 1, input);
     FSSpec spec = {};
     FSSpec folder;
-    if (error == noErr)
-        error = AEGetNthPtr(&files, 2, typeFSS, nullptr, nullptr, &spec, sizeof spec, nullptr);
+    error = AEGetNthPtr(&files, 2, typeFSS, nullptr, nullptr, &spec, sizeof spec, nullptr);
     if (error == noErr)
         error = FSMakeFSSpec(spec.vRefNum, spec.parID, nullptr, &folder);
     if (error == noErr)
