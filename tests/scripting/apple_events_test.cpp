@@ -929,6 +929,7 @@ TEST_F(Requests, RequestsForTheSameFilesTakeNoMoreMemory)
         EXPECT_EQ(status(), "1");
         console.clear();
         watched.calls.clear();
+        watched.steps.clear();
     };
     const auto growth = [&] {
         const auto before = static_cast<std::int64_t>(mallinfo2().uordblks);
@@ -938,10 +939,12 @@ TEST_F(Requests, RequestsForTheSameFilesTakeNoMoreMemory)
     };
     // Disposed handles rest before they are used again, and the heap keeps small blocks for later,
     // which it counts as used: both come to an end. What is lost in each round does not.
-    std::int64_t least = growth();
+    growth();
+    std::vector<std::int64_t> each;
     for (int times = 0; times < 8; ++times)
-        least = std::min(least, growth());
-    EXPECT_LT(least, 10000);
+        each.push_back(growth());
+    std::sort(each.begin(), each.end());
+    EXPECT_LT(each[each.size() / 2], 300 * 16); // a block in each round
     EXPECT_EQ(script.calls(), 0);
 }
 
