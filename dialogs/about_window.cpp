@@ -38,7 +38,7 @@ void make_about_window()
     ChangeWindowAttributes(aboutWindow, 0, kWindowCollapseBoxAttribute);
     ChangeWindowAttributes(aboutWindow, kWindowStandardHandlerAttribute, 0);
     InstallEventHandler(GetWindowEventTarget(aboutWindow), doGetAboutWindowHandlerUPP(),
-                        about_event_count, aboutWindowEvents, aboutWindow);
+                        about_event_count, aboutWindowEvents, nullptr);
 }
 
 } // namespace
@@ -52,11 +52,14 @@ void aboutApp()
     SelectWindow(aboutWindow);
 }
 
-OSStatus aboutWindowEventHandler(EventHandlerCallRef /*call*/, EventRef event, void *userData)
+OSStatus aboutWindowEventHandler(EventHandlerCallRef /*call*/, EventRef event, void * /*userData*/)
 {
-    if (GetEventClass(event) != kEventClassWindow || GetEventKind(event) != kEventWindowClose)
+    WindowRef window = nullptr;
+    if (GetEventClass(event) != kEventClassWindow ||
+        GetEventParameter(event, kEventParamDirectObject, sizeof(void *), &window) != noErr ||
+        GetEventKind(event) != kEventWindowClose)
         return eventNotHandledErr;
-    HideWindow(static_cast<WindowRef>(userData));
+    HideWindow(window);
     return noErr;
 }
 

@@ -30,7 +30,9 @@ constexpr OSType kEventParamKeyMacCharCodes = four_chars("kchr"); // one byte
 constexpr OSType kEventParamKeyModifiers = four_chars("kmod");    // 32 bits
 
 // What happens to a window. The update event comes while the window is drawn; what draws itself has
-// done so already. A window that nobody hides when it is closed stays.
+// done so already. A window that nobody hides when it is closed stays. The WindowRef is the
+// parameter kEventParamDirectObject.
+constexpr OSType kEventParamDirectObject = four_chars("----");
 constexpr OSType kEventClassWindow = four_chars("wind");
 constexpr std::uint32_t kEventWindowUpdate = 2;
 constexpr std::uint32_t kEventWindowActivated = 5;
@@ -46,7 +48,6 @@ constexpr OSType kEventParamDimensions =
 constexpr OSType kEventClassControl = four_chars("cntl");
 constexpr std::uint32_t kEventControlHit = 1;
 constexpr std::uint32_t kEventControlClick = 13; // the button goes down over it
-constexpr OSType kEventParamDirectObject = four_chars("----");
 
 // The user has changed the text of an edit field, which is the parameter kEventParamDirectObject.
 constexpr OSType kEventClassTextField = four_chars("txfd");

@@ -132,9 +132,9 @@ using PicHandle = Handle;
 
 enum : std::int16_t { srcCopy = 0, ditherCopy = 64 };
 
-// Draws the picture, fitted into the rectangle, into the current port, which is an offscreen world.
-// Its colours become those of the world, dithered. ImageMagick reads it. QDError: fnfErr when there
-// is none, paramErr for what is no picture or another port, ioErr when it fails.
+// Draws the picture, fitted into the rectangle, into the current port, an offscreen world or a
+// window's. Its colours become those of the world, dithered. ImageMagick reads it. QDError: fnfErr
+// when there is none, paramErr for what is no picture or another port, ioErr when it fails.
 void DrawPicture(PicHandle picture, const Rect *rect);
 
 // How a picture is recorded.
@@ -173,6 +173,13 @@ struct picture_head {
 
 // False for what is no picture.
 bool read_picture_head(PicHandle picture, picture_head *head);
+
+// What has been drawn in the rectangle of a window's port, three bytes for each pixel.
+using window_painter = void (*)(GrafPtr port, const Rect &rect, const char *pixels);
+
+// From now on, the painter is told what is drawn in ports that are no offscreen worlds. Without
+// one, nothing is drawn there.
+void on_drawing_in_window(window_painter painter);
 
 } // namespace platform
 

@@ -34,6 +34,7 @@ PixMap no_pixels = {};
 GrafPort first_port = {&no_pixels, everywhere, blackColor, whiteColor};
 GrafPtr current_port = &first_port;
 OSErr qd_error;
+platform::window_painter paint_window; // null: windows take no drawings
 
 // An offscreen world with its pixels.
 struct world {
@@ -286,18 +287,30 @@ bool platform::read_picture_head(PicHandle picture, picture_head *head)
     return true;
 }
 
+void platform::on_drawing_in_window(window_painter painter)
+{
+    paint_window = painter;
+}
+
 void DrawPicture(PicHandle picture, const Rect *rect)
 {
-    const world *to = world_of(current_port);
+    const bool in_window = world_of(current_port) == nullptr;
     platform::picture_head head = {};
-    if (to == nullptr || EmptyRect(rect) != 0 || !platform::read_picture_head(picture, &head)) {
+    if ((in_window && (current_port == &first_port || paint_window == nullptr)) ||
+        EmptyRect(rect) != 0 || !platform::read_picture_head(picture, &head)) {
         result(paramErr);
         return;
     }
-    PixMap &map = *current_port->portPixMap;
     const std::string file = std::string(platform::picture_file_header, '\0') +
                              std::string(*picture, GetHandleSize(picture));
     std::string drawn;
+    if (in_window) {
+        if (result(platform::draw_picture_file(file, width_of(*rect), height_of(*rect), {}, 256,
+                                               &drawn)) == noErr)
+            paint_window(current_port, *rect, drawn.data());
+        return;
+    }
+    PixMap &map = *current_port->portPixMap;
     const int levels = map.depth == 16 ? 32 : 256;
     if (result(platform::draw_picture_file(file, width_of(*rect), height_of(*rect), map.colours,
                                            levels, &drawn)) != noErr)

@@ -6,7 +6,21 @@
 #include "platform/quickdraw.h"
 #include "platform/windows.h"
 
+#include <QImage>
+#include <QRect>
 #include <QWidget>
+
+#include <vector>
+
+namespace platform {
+
+// What has been drawn in a window's port, in the window's own coordinates.
+struct drawing {
+    QRect place;
+    QImage image;
+};
+
+} // namespace platform
 
 // A window, or a sheet: then its widget is a child of its parent's. Every control of a window of
 // the interface file is found by its dynamic properties controlID (a number) and controlSignature
@@ -24,6 +38,7 @@ struct OpaqueWindow {
     bool size_asked = false;    // its handlers have told its smallest size
     QWidget *sheet = nullptr;   // that is attached to it at present
     GrafPort port = {};         // stands for the window where a port is asked for
+    std::vector<platform::drawing> drawings; // in its port; its controls lie above them
 };
 
 namespace platform {
@@ -39,6 +54,10 @@ WindowRef window_of(const QWidget *widget);
 
 // The window whose port is the current one, or null.
 WindowRef current_window();
+
+// Where the window's content lies in its widget: below the menu bar, and without what a sheet has
+// made the window larger by. The window's own coordinates begin at its corner.
+QRect content_of(const OpaqueWindow &window);
 
 // From now on what is dragged over the widget, a window's, is told to the drag handlers.
 void take_drops(QWidget *face);

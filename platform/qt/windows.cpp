@@ -2,6 +2,7 @@
 
 #include "platform/processes.h"
 #include "platform/qt/control_events.h"
+#include "platform/qt/menu_bar.h"
 #include "platform/qt/sheet.h"
 #include "platform/qt/state.h"
 #include "platform/resources.h"
@@ -11,6 +12,7 @@
 #include <QFile>
 #include <QFrame>
 #include <QKeyEvent>
+#include <QPainter>
 #include <QPushButton>
 #include <QScreen>
 #include <QUiLoader>
@@ -78,6 +80,12 @@ protected:
     {
         QFrame::paintEvent(event);
         tell(kEventWindowUpdate);
+        if (window == nullptr)
+            return;
+        QPainter painter(this);
+        painter.translate(platform::content_of(*window).topLeft());
+        for (const platform::drawing &each : window->drawings)
+            painter.drawImage(each.place, each.image);
     }
 
     // Return presses the button that has the keyboard, or else the default one; Escape closes what
@@ -127,14 +135,38 @@ private:
         if (window == nullptr)
             return eventNotHandledErr;
         OpaqueEvent event = {kEventClassWindow, kind, {}};
+        SetEventParameter(&event, kEventParamDirectObject, sizeof window, &window);
         return platform::send_event(&window->target, &event);
     }
 
     WindowRef window;
 };
 
+WindowRef window_of_port(const GrafPort *port)
+{
+    const auto found = std::find_if(windows.begin(), windows.end(),
+                                    [&](const auto &each) { return &each.port == port; });
+    return found == windows.end() ? nullptr : &*found;
+}
+
+// Keeps the drawing, in place of an earlier one of the same rectangle, for whenever the window is
+// painted.
+void draw_in_window(GrafPtr port, const Rect &rect, const char *pixels)
+{
+    const WindowRef window = window_of_port(port);
+    if (window == nullptr)
+        return;
+    const QRect place(rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
+    const QImage image(reinterpret_cast<const uchar *>(pixels), place.width(), place.height(),
+                       3LL * place.width(), QImage::Format_RGB888);
+    std::erase_if(window->drawings, [&](const auto &each) { return each.place == place; });
+    window->drawings.push_back({place, image.copy()});
+    InvalWindowRect(window, &rect);
+}
+
 WindowRef make_window(std::int16_t kind)
 {
+    platform::on_drawing_in_window(draw_in_window);
     OpaqueWindow &window = windows.emplace_back();
     window.kind = kind;
     window.widget = new window_face(&window);
@@ -345,6 +377,7 @@ void ShowWindow(WindowRef window)
     if (window == nullptr)
         return;
     OpaqueEvent question = {kEventClassWindow, kEventWindowGetMinimumSize, {}};
+    SetEventParameter(&question, kEventParamDirectObject, sizeof window, &window);
     Point smallest = {};
     if (!window->size_asked && platform::send_event(&window->target, &question) == noErr &&
         GetEventParameter(&question, kEventParamDimensions, sizeof smallest, &smallest) == noErr)
@@ -423,13 +456,19 @@ void SetPortWindowPort(WindowRef window)
         SetPort(&window->port);
 }
 
+QRect platform::content_of(const OpaqueWindow &window)
+{
+    const QSize size = window.sheet == nullptr
+                           ? window.widget->size()
+                           : platform::size_without_sheet(static_cast<QFrame *>(window.sheet));
+    return QRect(QPoint(0, 0), size).adjusted(0, platform::menu_bar_height(window.widget), 0, 0);
+}
+
 Rect *GetWindowPortBounds(WindowRef window, Rect *bounds)
 {
     *bounds = {};
     if (window != nullptr) {
-        const QSize size = window->sheet == nullptr
-                               ? window->widget->size()
-                               : platform::size_without_sheet(static_cast<QFrame *>(window->sheet));
+        const QSize size = platform::content_of(*window).size();
         bounds->right = static_cast<std::int16_t>(size.width());
         bounds->bottom = static_cast<std::int16_t>(size.height());
     }
@@ -440,7 +479,8 @@ OSStatus GetWindowBounds(WindowRef window, std::uint16_t region, Rect *bounds)
 {
     if (window == nullptr || region != kWindowContentRgn)
         return paramErr;
-    const QRect place(window->widget->mapToGlobal(QPoint(0, 0)), window->widget->size());
+    const QRect content = platform::content_of(*window);
+    const QRect place(window->widget->mapToGlobal(content.topLeft()), content.size());
     SetRect(bounds, static_cast<std::int16_t>(place.x()), static_cast<std::int16_t>(place.y()),
             static_cast<std::int16_t>(place.x() + place.width()),
             static_cast<std::int16_t>(place.y() + place.height()));
@@ -451,16 +491,15 @@ WindowRef platform::current_window()
 {
     GrafPtr port = nullptr;
     GetPort(&port);
-    const auto found = std::find_if(windows.begin(), windows.end(),
-                                    [&](const auto &each) { return &each.port == port; });
-    return found == windows.end() ? nullptr : &*found;
+    return window_of_port(port);
 }
 
 // How far the place of the current port's window is from the screen's corner.
 static QPoint port_origin()
 {
     const WindowRef window = platform::current_window();
-    return window == nullptr ? QPoint() : window->widget->mapToGlobal(QPoint(0, 0));
+    return window == nullptr ? QPoint()
+                             : window->widget->mapToGlobal(platform::content_of(*window).topLeft());
 }
 
 void LocalToGlobal(Point *point)
@@ -481,8 +520,9 @@ OSStatus InvalWindowRect(WindowRef window, const Rect *rect)
 {
     if (window == nullptr)
         return paramErr;
-    window->widget->update(rect->left, rect->top, rect->right - rect->left,
-                           rect->bottom - rect->top);
+    const QPoint corner = platform::content_of(*window).topLeft();
+    window->widget->update(corner.x() + rect->left, corner.y() + rect->top,
+                           rect->right - rect->left, rect->bottom - rect->top);
     return noErr;
 }
 

@@ -9,6 +9,7 @@
 #include "platform/qt/state.h"
 #include "platform/strings.h"
 #include "tests/qt/desktop_test.h"
+#include "tests/support/run_program.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -16,6 +17,8 @@
 #include <QTest>
 #include <QTextBrowser>
 #include <QWindow>
+
+#include <cstring>
 
 namespace {
 
@@ -29,6 +32,19 @@ protected:
     {
         DisposeWindow(aboutWindow);
         aboutWindow = nullptr;
+    }
+
+    // A picture of one colour.
+    static PicHandle red_square()
+    {
+        const program_result made =
+            run_program({.arguments = {"/usr/bin/convert", "-size", "8x8", "xc:red", "pict:-"}});
+        EXPECT_EQ(made.status, 0) << made.err;
+        if (made.out.size() <= 512) // the header of a file
+            return nullptr;
+        PicHandle picture = NewHandle(made.out.size() - 512);
+        std::memcpy(*picture, made.out.data() + 512, made.out.size() - 512);
+        return picture;
     }
 
     static std::string all_text(const QWidget &window)
@@ -100,24 +116,40 @@ TEST_F(QtAbout, ItsHandlerHandlesNothingButTheClose)
         EXPECT_EQ(aboutWindowEvents[i].eventClass, expected[i].eventClass) << i;
         EXPECT_EQ(aboutWindowEvents[i].eventKind, expected[i].eventKind) << i;
         OpaqueEvent event = {expected[i].eventClass, expected[i].eventKind, {}};
+        SetEventParameter(&event, kEventParamDirectObject, sizeof aboutWindow, &aboutWindow);
         const bool close = expected[i].eventKind == 0x48;
-        EXPECT_EQ(aboutWindowEventHandler(nullptr, &event, aboutWindow),
+        EXPECT_EQ(aboutWindowEventHandler(nullptr, &event, nullptr),
                   close ? OSStatus{noErr} : OSStatus{eventNotHandledErr});
     }
     EXPECT_FALSE(IsWindowVisible(aboutWindow));
 }
 
-TEST_F(QtAbout, ThePictureIsDrawnIntoTheWindowsPortWhereThereIsOne)
+TEST_F(QtAbout, ThePictureIsDrawnInTheMiddleOfTheWindowsTop)
 {
     aboutApp();
     GrafPtr port = nullptr;
-    about_update();
+    about_update(); // without a picture
     GetPort(&port);
     EXPECT_NE(port, GetWindowPort(aboutWindow));
-    aboutPic = NewHandle(4);
+
+    aboutPic = red_square();
+    for (QLabel *label : aboutWindow->widget->findChildren<QLabel *>())
+        label->hide(); // the controls lie above
     about_update();
+    about_update(); // again, in the same place
+    EXPECT_EQ(QDError(), noErr);
     GetPort(&port);
     EXPECT_EQ(port, GetWindowPort(aboutWindow));
+    EXPECT_EQ(aboutWindow->drawings.size(), 1U);
+    QRegion red;
+    const QImage seen = aboutWindow->widget->grab().toImage();
+    for (int y = 0; y < seen.height(); ++y) {
+        for (int x = 0; x < seen.width(); ++x) {
+            if (seen.pixelColor(x, y) == QColor(255, 0, 0))
+                red += QRect(x, y, 1, 1);
+        }
+    }
+    EXPECT_EQ(red, QRegion(aboutWindow->widget->width() / 2 - 16, 20, 32, 32));
     DisposeHandle(aboutPic);
     aboutPic = nullptr;
     SetPort(nullptr);
