@@ -224,7 +224,8 @@ Rect *GetControlBounds(ControlRef control, Rect *bounds)
     WindowRef window = platform::window_of(widget);
     if (window == nullptr)
         return bounds;
-    const QPoint corner = widget->mapTo(window->widget, QPoint(0, 0));
+    const QPoint corner =
+        widget->mapTo(window->widget, QPoint(0, 0)) - platform::content_of(*window).topLeft();
     SetRect(bounds, static_cast<std::int16_t>(corner.x()), static_cast<std::int16_t>(corner.y()),
             static_cast<std::int16_t>(corner.x() + widget->width()),
             static_cast<std::int16_t>(corner.y() + widget->height()));

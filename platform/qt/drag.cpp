@@ -1,7 +1,6 @@
 // Drags on Qt: what comes over the windows is told to the handlers, and the highlight is drawn.
 #include "platform/core/drags.h"
 #include "platform/events.h"
-#include "platform/qt/menu_bar.h"
 #include "platform/qt/state.h"
 
 #include <QApplication>
@@ -192,13 +191,6 @@ OSErr ShowDragHilite(DragRef /*drag*/, RgnHandle region, Boolean inside)
     Rect place = {};
     if (window == nullptr || !inside || !SectRect(&(*region)->bounds, &port->clip, &place))
         return paramErr;
-    // Nothing is drawn on the menu bar: the region keeps its distance from what is left of the
-    // clip.
-    const int covered =
-        platform::menu_bar_height(window->widget) - std::max<int>(port->clip.top, 0);
-    place.top = static_cast<std::int16_t>(place.top + std::max(covered, 0));
-    if (EmptyRect(&place))
-        return paramErr;
     if (shown != nullptr && shown->parentWidget() != window->widget)
         delete shown;
     if (shown == nullptr) {
@@ -207,7 +199,9 @@ OSErr ShowDragHilite(DragRef /*drag*/, RgnHandle region, Boolean inside)
             shown->stackUnder(window->sheet);
         shown->show();
     }
-    shown->setGeometry(place.left, place.top, place.right - place.left, place.bottom - place.top);
+    const QPoint corner = platform::content_of(*window).topLeft();
+    shown->setGeometry(corner.x() + place.left, corner.y() + place.top, place.right - place.left,
+                       place.bottom - place.top);
     return noErr;
 }
 

@@ -174,11 +174,16 @@ MenuRef model_of(QMenu *face)
 // Keeps the bar in its place, and the items up to date before a shortcut is looked for.
 class bar_keeper : public QObject {
 public:
-    explicit bar_keeper(QMenuBar *own) : QObject(own), window(own->parentWidget())
+    // The window has had a bar of `height_before` until now.
+    bar_keeper(QMenuBar *own, int height_before)
+        : QObject(own), window(own->parentWidget()), height(height_before)
     {
         window->installEventFilter(this);
         qApp->installEventFilter(this);
+        const QRect before = window->geometry();
         place();
+        // The content stays where it is, if the screen has room for the bar above it.
+        window->setGeometry(before.adjusted(0, height_before - height, 0, 0));
     }
 
     bool eventFilter(QObject *watched, QEvent *event) override
@@ -194,14 +199,22 @@ public:
 private:
     void place()
     {
-        const int height = platform::menu_bar_height(window);
+        const int grown = platform::menu_bar_height(window) - height;
+        height += grown;
         bar->setGeometry(0, 0, window->width(), height);
         const WindowRef own = platform::window_of(window);
-        if (own != nullptr && own->sheet == nullptr) // which keeps the margins itself
-            window->setContentsMargins(0, height, 0, 0);
+        if (own == nullptr || own->sheet != nullptr) // which keeps the margins itself
+            return;
+        window->setContentsMargins(0, height, 0, 0);
+        if (grown == 0)
+            return;
+        window->setMinimumHeight(window->minimumHeight() + grown);
+        if (!window->isMaximized() && !window->isFullScreen()) // the content keeps its size
+            window->resize(window->width(), window->height() + grown);
     }
 
     QWidget *const window;
+    int height; // of the bar, at present
 };
 
 // Another key than Alt with a letter by which the menus are reached, also in other programs.
@@ -232,6 +245,7 @@ OSStatus SetMenuBarFromNib(IBNibRef nib, const char *name)
         delete loaded;
         return fnfErr;
     }
+    const int height_before = platform::menu_bar_height(window->widget);
     delete bar;
     faces.clear();
     platform::forget_menus();
@@ -248,7 +262,7 @@ OSStatus SetMenuBarFromNib(IBNibRef nib, const char *name)
         model_of(title->menu());
         QObject::connect(title->menu(), &QMenu::aboutToShow, bar, update_items);
     }
-    new bar_keeper(bar);
+    new bar_keeper(bar, height_before);
     auto *opening = new QShortcut(Qt::Key_F10, bar);
     QObject::connect(opening, &QShortcut::activated, bar, open_first_menu);
     bar->show();

@@ -67,7 +67,7 @@ private:
                                : sheet->sizeHint().height();
         const int top = platform::menu_bar_height(window);
         const QSize smallest(std::max(least, smallest_before.width()),
-                             top + height + std::max(kept_below, smallest_before.height()));
+                             top + height + std::max(kept_below, smallest_before.height() - top));
         if (smallest.width() > size_before.width())
             forced.setWidth(std::max(forced.width(), smallest.width()));
         if (smallest.height() > size_before.height())

@@ -30,10 +30,10 @@ struct OpaqueTXNObject : QObject {
     void place() const
     {
         // The frame follows the window where a sheet has made that larger.
-        Rect bounds;
-        GetWindowPortBounds(window, &bounds);
-        const QRect grown = frame.adjusted(0, 0, window->widget->width() - bounds.right,
-                                           window->widget->height() - bounds.bottom);
+        const QRect content = platform::content_of(*window);
+        const QRect grown = frame.translated(content.topLeft())
+                                .adjusted(0, 0, window->widget->width() - content.right() - 1,
+                                          window->widget->height() - content.bottom() - 1);
         view->setGeometry(grown.intersected(window->widget->contentsRect()));
     }
 

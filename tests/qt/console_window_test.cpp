@@ -72,9 +72,24 @@ protected:
         return platform::send_event(&theConsole->target, &event);
     }
 
+    // Of the console's content on the screen.
     static QRect place()
     {
-        return theConsole->widget->geometry();
+        Rect bounds = {};
+        EXPECT_EQ(GetWindowBounds(theConsole, kWindowContentRgn, &bounds), noErr);
+        return {bounds.left, bounds.top, bounds.right - bounds.left, bounds.bottom - bounds.top};
+    }
+
+    // The whole content, in the window that the menu bar is in, too.
+    static QRect whole_content()
+    {
+        const QSize window = theConsole->widget->size();
+        return below_menus(window.width(), window.height());
+    }
+
+    static void put_content_at(const QRect &place)
+    {
+        theConsole->widget->setGeometry(place.adjusted(0, -whole_content().top(), 0, 0));
     }
 };
 
@@ -185,7 +200,8 @@ TEST_F(QtConsole, ThePortIsCurrentAfterwards)
 
 TEST_F(QtConsole, TheTextFillsTheWindow)
 {
-    EXPECT_EQ(view().geometry(), below_menus(590, 255));
+    EXPECT_EQ(view().geometry(), whole_content());
+    EXPECT_EQ(view().size(), default_place.size());
     text_printf("text");
     EXPECT_EQ(view().character_at(0).topLeft(), QPointF(5, 5));
     theConsole->widget->resize(700, 400);
@@ -277,7 +293,7 @@ TEST_F(QtConsole, ClosingHidesItAndTheNextMessageStillLands)
 
 TEST_F(QtConsole, ItIsNotMadeSmallerThanItsMinimum)
 {
-    EXPECT_EQ(theConsole->widget->minimumSize(), QSize(100, 100));
+    EXPECT_EQ(theConsole->widget->minimumSize(), QSize(100, 100 + whole_content().top()));
     OpaqueEvent question = {kEventClassWindow, kEventWindowGetMinimumSize, {}};
     EXPECT_EQ(platform::send_event(&theConsole->target, &question), noErr);
     Point smallest = {};
@@ -302,7 +318,7 @@ TEST_F(QtConsole, ChangedBoundsPutTheFrameOverTheWholeWindow)
 {
     TXNSetFrameBounds(text, 3, 3, 50, 50, frameID);
     send(kEventClassWindow, kEventWindowBoundsChanged);
-    EXPECT_EQ(view().geometry(), below_menus(590, 255));
+    EXPECT_EQ(view().geometry(), whole_content());
 }
 
 TEST_F(QtConsole, ItsSelectionLooksInactiveWhileItIsInTheBackground)
@@ -382,7 +398,7 @@ TEST_F(QtConsole, AClickInTheTextIsPassedOnButNotOneOnTheEdge)
     TXNForceUpdate(text);
     const auto click = [](QPoint inside) {
         view().select(0, 4);
-        const QPoint there = theConsole->widget->mapToGlobal(inside);
+        const QPoint there = place().topLeft() + inside;
         EventRecord event = {};
         event.where = {static_cast<std::int16_t>(there.y()), static_cast<std::int16_t>(there.x())};
         SetPortWindowPort(theConsole);
@@ -394,13 +410,14 @@ TEST_F(QtConsole, AClickInTheTextIsPassedOnButNotOneOnTheEdge)
     EXPECT_FALSE(click({575, 100}));
     EXPECT_FALSE(click({100, 240}));
     EXPECT_FALSE(click({-1, 100}));
+    EXPECT_FALSE(click({100, -1})); // in the menu bar
 }
 
 TEST_F(QtConsole, GrowingPutsTheFrameOverTheWholeWindow)
 {
     TXNSetFrameBounds(text, 3, 3, 50, 50, frameID);
     GrowTextWindow({200, 200});
-    EXPECT_EQ(view().geometry(), below_menus(590, 255));
+    EXPECT_EQ(view().geometry(), whole_content());
 }
 
 TEST_F(QtConsole, ItIsZoomedAndHidden)
@@ -567,7 +584,7 @@ TEST_F(QtConsole, AFloodOfOutputIsAllThereAndTakesLittleMoreThanItself)
 
 TEST_F(QtConsole, ItsPlaceIsSavedAtQuit)
 {
-    theConsole->widget->setGeometry(30, 60, 500, 300);
+    put_content_at({30, 60, 500, 300});
     GrafPtr before = nullptr;
     SetPort(nullptr);
     GetPort(&before);
@@ -583,7 +600,7 @@ TEST_F(QtConsole, ItsPlaceIsSavedAtQuit)
 
 TEST_F(QtConsole, ThePlaceOfAHiddenConsoleIsSavedToo)
 {
-    theConsole->widget->setGeometry(30, 60, 500, 300);
+    put_content_at({30, 60, 500, 300});
     theConsole->widget->close();
     TextCleanUp();
     EXPECT_EQ(setting("GSWINDOW"), "60 30 360 530");

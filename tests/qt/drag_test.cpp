@@ -165,6 +165,8 @@ TEST_F(QtDrag, AFileHighlightsTheWindowWhereItMayBeDropped)
     EXPECT_FALSE(drag.move(place.bottomRight() + QPoint(0, 1)));
     EXPECT_TRUE(drag.move(place.topLeft()));
     EXPECT_EQ(highlight(), expected_highlight());
+    EXPECT_FALSE(drag.move(place.topLeft() - QPoint(0, 1))); // on the menu bar
+    EXPECT_EQ(highlight(), QRect());
     drag.leave();
     EXPECT_EQ(highlight(), QRect());
     EXPECT_EQ(inmyDrag, 0);

@@ -757,7 +757,8 @@ TEST_F(QtMenus, TheTextLiesBelowTheBarInEverySizeAndDirection)
 {
     for (const auto direction : {Qt::LeftToRight, Qt::RightToLeft}) {
         QApplication::setLayoutDirection(direction);
-        for (const QSize size : {QSize(100, 100), QSize(600, 400), QSize(1200, 900)}) {
+        const int smallest = theConsole->widget->minimumHeight();
+        for (const QSize size : {QSize(100, smallest), QSize(600, 400), QSize(1200, 900)}) {
             theConsole->widget->resize(size);
             QCoreApplication::processEvents();
             EXPECT_EQ(bar().geometry(), QRect(0, 0, size.width(), bar().height()));
@@ -776,6 +777,7 @@ TEST_F(QtMenus, TheTextLiesBelowTheBarInEverySizeAndDirection)
     QApplication::setFont(larger);
     EXPECT_TRUE(QTest::qWaitFor(
         [&] { return bar().height() > before && theConsole->content->y() == bar().height(); }));
+    EXPECT_EQ(theConsole->content->height(), 900 - before); // of the size that it had
     QApplication::setFont(font);
 }
 

@@ -112,7 +112,9 @@ TEST_F(QtWindows, APointGoesToTheScreenAndBack)
     SetPortWindowPort(theConsole);
     Point point = {5, 8};
     LocalToGlobal(&point);
-    const QPoint corner = theConsole->widget->mapToGlobal(QPoint(0, 0));
+    const QSize size = theConsole->widget->size();
+    const QRect content = below_menus(size.width(), size.height());
+    const QPoint corner = theConsole->widget->mapToGlobal(content.topLeft());
     EXPECT_EQ(point.v, corner.y() + 5);
     EXPECT_EQ(point.h, corner.x() + 8);
     GlobalToLocal(&point);
@@ -120,8 +122,8 @@ TEST_F(QtWindows, APointGoesToTheScreenAndBack)
     EXPECT_EQ(point.h, 8);
     Rect bounds = {};
     GetWindowPortBounds(theConsole, &bounds);
-    EXPECT_EQ(bounds.right, theConsole->widget->width());
-    EXPECT_EQ(bounds.bottom, theConsole->widget->height());
+    EXPECT_EQ(bounds.right, content.width());
+    EXPECT_EQ(bounds.bottom, content.height());
     SetPort(nullptr);
 }
 
