@@ -10,6 +10,10 @@ namespace platform {
 // it elsewhere. What is in the window keeps within its margins, which leave this free.
 int menu_bar_height(const QWidget *window);
 
+// Gives the window, the first document's, an empty bar, which the program's takes the place of: a
+// window that is on the screen already is not to grow by it.
+void make_empty_menu_bar(QWidget *window);
+
 } // namespace platform
 
 #endif

@@ -174,16 +174,13 @@ MenuRef model_of(QMenu *face)
 // Keeps the bar in its place, and the items up to date before a shortcut is looked for.
 class bar_keeper : public QObject {
 public:
-    // The window has had a bar of `height_before` until now.
+    // The window's size allows for a bar of that height.
     bar_keeper(QMenuBar *own, int height_before)
-        : QObject(own), window(own->parentWidget()), height(height_before)
+        : QObject(own), kept(own), window(own->parentWidget()), height(height_before)
     {
         window->installEventFilter(this);
         qApp->installEventFilter(this);
-        const QRect before = window->geometry();
         place();
-        // The content stays where it is, if the screen has room for the bar above it.
-        window->setGeometry(before.adjusted(0, height_before - height, 0, 0));
     }
 
     bool eventFilter(QObject *watched, QEvent *event) override
@@ -201,7 +198,7 @@ private:
     {
         const int grown = platform::menu_bar_height(window) - height;
         height += grown;
-        bar->setGeometry(0, 0, window->width(), height);
+        kept->setGeometry(0, 0, window->width(), height);
         const WindowRef own = platform::window_of(window);
         if (own == nullptr || own->sheet != nullptr) // which keeps the margins itself
             return;
@@ -213,8 +210,9 @@ private:
             window->resize(window->width(), window->height() + grown);
     }
 
+    QMenuBar *const kept;
     QWidget *const window;
-    int height; // of the bar, at present
+    int height; // of the bar
 };
 
 // Another key than Alt with a letter by which the menus are reached, also in other programs.
@@ -234,6 +232,17 @@ int platform::menu_bar_height(const QWidget *window)
 {
     const auto *shown = window->findChild<QMenuBar *>(QString(), Qt::FindDirectChildrenOnly);
     return shown == nullptr || shown->isNativeMenuBar() ? 0 : shown->sizeHint().height();
+}
+
+void platform::make_empty_menu_bar(QWidget *window)
+{
+    if (window_of(bar) != nullptr)
+        return; // there is one bar for all
+    delete bar; // of a window that goes
+    bar = new QMenuBar(window);
+    bar->addAction(" ")->setEnabled(false); // as high as any
+    bar->ensurePolished();
+    new bar_keeper(bar, menu_bar_height(window));
 }
 
 OSStatus SetMenuBarFromNib(IBNibRef nib, const char *name)

@@ -268,8 +268,11 @@ WindowRef NewCWindow(void * /*storage*/, const Rect *bounds, ConstStringPtr titl
     WindowRef window = make_window(userKind);
     const char *name = reinterpret_cast<const char *>(title) + 1;
     window->widget->setWindowTitle(QString::fromUtf8(name, title[0]));
-    window->widget->setGeometry(bounds->left, bounds->top, bounds->right - bounds->left,
-                                bounds->bottom - bounds->top);
+    platform::make_empty_menu_bar(window->widget);
+    const QRect content(bounds->left, bounds->top, bounds->right - bounds->left,
+                        bounds->bottom - bounds->top);
+    const QPoint corner = platform::content_of(*window).topLeft();
+    window->widget->setGeometry(content.adjusted(-corner.x(), -corner.y(), 0, 0));
     window->widget->setAttribute(Qt::WA_ShowWithoutActivating, !in_front());
     window->reference_constant = referenceConstant;
     ChangeWindowAttributes(window, closeBox ? kWindowCloseBoxAttribute : 0, 0);
@@ -381,7 +384,8 @@ void ShowWindow(WindowRef window)
     Point smallest = {};
     if (!window->size_asked && platform::send_event(&window->target, &question) == noErr &&
         GetEventParameter(&question, kEventParamDimensions, sizeof smallest, &smallest) == noErr)
-        window->widget->setMinimumSize(smallest.h, smallest.v);
+        window->widget->setMinimumSize(smallest.h,
+                                       smallest.v + platform::menu_bar_height(window->widget));
     auto *const face = static_cast<window_face *>(window->widget);
     if (!window->size_asked && window->kind == dialogKind)
         place_dialog(face);

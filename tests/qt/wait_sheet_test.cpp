@@ -440,8 +440,6 @@ TEST_F(WaitSheet, ItHasRoomForItsControlsInASmallWindowAndInLargeType)
 {
     const fake_script script(endless);
     const QFont before = QApplication::font();
-    const QSize size_before(300, 120);
-    theConsole->widget->resize(size_before);
     // Whether each control has the room that it needs, within the sheet, and that in the window.
     const auto has_room_for_all = [] {
         const QWidget *sheet = waitWindow->widget;
@@ -460,6 +458,9 @@ TEST_F(WaitSheet, ItHasRoomForItsControlsInASmallWindowAndInLargeType)
         QFont font = before;
         font.setPointSize(points);
         QApplication::setFont(font);
+        QCoreApplication::processEvents(); // the menu bar has its new height
+        theConsole->widget->resize(300, 0);
+        const QSize size_before = theConsole->widget->size();
         // A larger font takes a few turns of the loop to come to all of them.
         watch_the_wait([&] {
             if (!sheet_is_up() || !has_room_for_all())

@@ -47,7 +47,7 @@ protected:
 
 TEST_F(QtWindows, TheConsoleIsTitledAfterTheProcess)
 {
-    EXPECT_EQ(theConsole->widget->windowTitle().toStdString(), "desktop_tests");
+    EXPECT_EQ(theConsole->widget->windowTitle().toStdString(), "DesktopTests");
     EXPECT_TRUE(theConsole->widget->isVisible());
     EXPECT_EQ(FrontWindow(), theConsole);
 }
@@ -102,7 +102,7 @@ TEST_F(QtWindows, TheSmallestSizeIsAskedOfTheHandlers)
         },
         1, &type, nullptr);
     ShowWindow(window);
-    EXPECT_EQ(window->widget->size(), QSize(340, 120));
+    EXPECT_EQ(window->widget->size(), QSize(340, 120)); // it has no menu bar
     DisposeWindow(window);
 }
 
