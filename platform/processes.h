@@ -27,7 +27,7 @@ struct ProcessSerialNumber {
 
 struct ProcessInfoRec {
     std::uint32_t processInfoLength; // sizeof this record, set by the caller
-    StringPtr processName;           // receives the name, at most 31 bytes, as a Pascal string
+    StringPtr processName;           // receives its process_name, at most 31 bytes
     FSSpec *processAppSpec;          // receives the executable
 };
 
@@ -54,6 +54,9 @@ std::uint32_t TickCount(); // sixtieths of a second since the system started
 // ---- the shell and the processes of a run ----
 
 namespace platform {
+
+// The name that users know a program by: its bundle's, or its file's where it lies in none.
+std::string process_name(const std::string &executable);
 
 // Runs the line with /bin/sh and waits for it; the result is a wait status, -1 if no shell could
 // be started. An interrupt ends every process of the line.

@@ -6,7 +6,6 @@
 #include "platform/events.h"
 #include "platform/strings.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -14,6 +13,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <filesystem>
 #include <spawn.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -93,6 +93,16 @@ OSErr SameProcess(const ProcessSerialNumber *a, const ProcessSerialNumber *b, Bo
     return noErr;
 }
 
+std::string platform::process_name(const std::string &executable)
+{
+    const std::filesystem::path path(executable);
+    const std::filesystem::path contents = path.parent_path().parent_path();
+    const std::filesystem::path bundle = contents.parent_path();
+    if (contents.filename() == "Contents" && bundle.extension() == ".app")
+        return bundle.stem();
+    return path.filename();
+}
+
 OSErr GetProcessInformation(const ProcessSerialNumber *process, ProcessInfoRec *info)
 {
     Boolean same = 0;
@@ -107,11 +117,9 @@ OSErr GetProcessInformation(const ProcessSerialNumber *process, ProcessInfoRec *
     executable[length] = 0;
 
     if (info->processName != nullptr) {
-        const char *slash = std::strrchr(executable, '/');
-        const char *name = slash == nullptr ? executable : slash + 1;
-        const std::size_t size = std::min<std::size_t>(std::strlen(name), 31);
-        info->processName[0] = static_cast<unsigned char>(size);
-        std::memcpy(info->processName + 1, name, size);
+        const std::string name = platform::process_name(executable).substr(0, 31);
+        info->processName[0] = static_cast<unsigned char>(name.size());
+        std::memcpy(info->processName + 1, name.data(), name.size());
     }
     if (info->processAppSpec != nullptr) {
         FSRef reference;

@@ -66,6 +66,14 @@ std::vector<std::string> hostile_texts()
 
 // ---- texts for the shell ----
 
+TEST(Processes, AProgramHasTheNameOfItsBundle)
+{
+    EXPECT_EQ(platform::process_name("/apps/Some Thing.app/Contents/Linux/thing"), "Some Thing");
+    EXPECT_EQ(platform::process_name("/apps/Thing.app/Linux/thing"), "thing");
+    EXPECT_EQ(platform::process_name("/apps/Thing/Contents/Linux/thing"), "thing");
+    EXPECT_EQ(platform::process_name("/Contents/thing"), "thing");
+}
+
 TEST(ShellTexts, FourCharactersGetABackslashInDoubleQuotes)
 {
     EXPECT_EQ(in_double_quotes("a\"b$c`d\\e"), "a\\\"b\\$c\\`d\\\\e");
