@@ -1,8 +1,10 @@
 #include "platform/qt/application.h"
 
 #include "platform/qt/state.h"
+#include "platform/resources.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QSessionManager>
 
 #include <clocale>
@@ -11,6 +13,8 @@
 #include <string>
 
 namespace {
+
+constexpr char application_id[] = "org.papermill.Papermill";
 
 const char *no_display;
 platform::callback quit_callback;
@@ -65,7 +69,9 @@ void platform::open_desktop(const char *program, const char *complaint)
     qInstallMessageHandler(usual);
     std::setlocale(LC_NUMERIC, "C"); // Qt has taken the user's
 
-    QGuiApplication::setDesktopFileName("org.papermill.Papermill");
+    QGuiApplication::setDesktopFileName(application_id);
+    QGuiApplication::setWindowIcon(
+        QIcon(QString::fromStdString(resources_folder()) + "/" + application_id + ".svg"));
     application->setQuitOnLastWindowClosed(false); // a console that was closed is only hidden
     QObject::connect(application, &QGuiApplication::saveStateRequest, [](QSessionManager &session) {
         session.setRestartHint(QSessionManager::RestartNever);

@@ -35,7 +35,7 @@ protected:
         program_call call = user.call(words);
         call.arguments[0] = PAPERMILL_BUNDLE "/Linux/papermill-desktop";
         program = std::make_unique<running_program>(call);
-        console = desk.wait_for_window("papermill-desktop");
+        console = desk.wait_for_window("Papermill");
         ASSERT_NE(console, "");
     }
 
@@ -57,7 +57,7 @@ protected:
 
     bool is_visible() const
     {
-        return !desk.xdotool({"search", "--onlyvisible", "--name", "^papermill-desktop$"}).empty();
+        return !desk.xdotool({"search", "--onlyvisible", "--name", "^Papermill$"}).empty();
     }
 
     // Presses the window manager's key for the close button, and once more when it takes no notice:
@@ -178,6 +178,16 @@ TEST_F(Window, ADisplayThatDiesLeavesNothingBehind)
     EXPECT_EQ(user.leftovers(), strings());
     EXPECT_EQ(user.names(), strings{"endless.ps"});
     EXPECT_EQ(user.papermill({"settings", "get", "TIFFFORMAT"}).out, "7\n");
+}
+
+TEST_F(Window, TheDesktopShowsItsIcon)
+{
+    start({});
+    const program_result result = run_program(
+        {{"xprop", "-id", console, "-notype", "_NET_WM_ICON"}, {{"DISPLAY", desk.display()}}});
+    EXPECT_EQ(result.out.rfind("_NET_WM_ICON", 0), 0U) << result.out << result.err;
+    EXPECT_NE(result.out.find("Icon ("), std::string::npos) << result.out.substr(0, 200);
+    end_with_quit();
 }
 
 TEST_F(Window, ClosingHidesTheConsole)
