@@ -12,7 +12,8 @@ using MenuRef = OpaqueMenu *; // lives until another menu bar is set
 
 // What the direct object of the event kEventCommandProcess is, when an item has been chosen. The
 // menu bar sends it to the application's handlers, and only for an item that is enabled; what no
-// handler takes is left to the platform, which knows the commands "quit", "copy" and "sall".
+// handler takes is left to the platform, which knows the commands "quit", "ahlp" (the manual),
+// "copy" and "sall".
 struct HICommand {
     std::uint32_t attributes;
     OSType commandID; // that of the item in the interface file; 0: it has none
@@ -24,6 +25,7 @@ struct HICommand {
 constexpr std::uint32_t kHICommandFromMenu = 1; // an attribute
 constexpr OSType kHICommandPreferences = four_chars("pref");
 constexpr OSType kHICommandQuit = four_chars("quit");
+constexpr OSType kHICommandAppHelp = four_chars("ahlp");
 constexpr OSType kHICommandCopy = four_chars("copy");
 constexpr OSType kHICommandSelectAll = four_chars("sall");
 

@@ -2,6 +2,7 @@
 // what the user chooses becomes a command.
 #include "platform/core/menu_model.h"
 #include "platform/qt/fonts.h"
+#include "platform/qt/manual.h"
 #include "platform/qt/menu_bar.h"
 #include "platform/qt/state.h"
 #include "platform/qt/text_view.h"
@@ -64,6 +65,8 @@ void do_standard_command(OSType command)
     platform::text_view *view = console_view();
     if (command == kHICommandQuit)
         platform::ask_to_quit();
+    else if (command == kHICommandAppHelp)
+        platform::show_manual();
     else if (command == kHICommandCopy && view != nullptr)
         view->copy();
     else if (command == kHICommandSelectAll && view != nullptr)
