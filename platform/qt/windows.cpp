@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QFrame>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QPainter>
 #include <QPushButton>
 #include <QScreen>
@@ -315,11 +316,23 @@ QWidget *platform::load_entry(IBNibRef nib, const char *name)
     return loader.load(&file);
 }
 
+// A label can ask for the program's icon, of a size in pixels.
+static void show_icons(const QWidget &controls)
+{
+    for (QLabel *label : controls.findChildren<QLabel *>()) {
+        const int side = label->property("applicationIcon").toInt();
+        if (side > 0)
+            label->setPixmap(
+                QApplication::windowIcon().pixmap(QSize(side, side), qApp->devicePixelRatio()));
+    }
+}
+
 OSStatus CreateWindowFromNib(IBNibRef nib, const char *name, WindowRef *window)
 {
     QWidget *const controls = platform::load_entry(nib, name);
     if (controls == nullptr)
         return fnfErr;
+    show_icons(*controls);
     *window = make_window(dialogKind);
     QWidget *const face = (*window)->widget;
     face->setWindowFlag(Qt::Dialog);

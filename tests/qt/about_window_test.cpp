@@ -101,6 +101,9 @@ TEST_F(QtAbout, ItTellsWhatTheProgramIsAndWhereHelpIs)
     EXPECT_NE(told.find("MIT licence"), std::string::npos);
     EXPECT_NE(told.find("papermill --help"), std::string::npos);
     EXPECT_EQ(told.find('@'), std::string::npos) << told;
+    const auto *icon = aboutWindow->widget->findChild<QLabel *>("icon");
+    ASSERT_NE(icon, nullptr);
+    EXPECT_EQ(icon->pixmap().size(), QSize(64, 64));
 }
 
 TEST_F(QtAbout, ItsHandlerHandlesNothingButTheClose)
