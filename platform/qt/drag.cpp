@@ -96,8 +96,7 @@ Qt::DropAction harmless_action(const QDropEvent &event)
 // comes first.
 bool follow(QWidget *face, const QDropEvent &event)
 {
-    if (QApplication::activeModalWidget() != nullptr ||
-        harmless_action(event) == Qt::IgnoreAction) {
+    if (platform::user_is_asked() || harmless_action(event) == Qt::IgnoreAction) {
         leave();
         over.reset();
         return false;
@@ -122,7 +121,7 @@ void receive(EventLoopTimerRef timer, void *data)
     RemoveEventLoopTimer(timer);
     const std::unique_ptr<window_drag> dropped(static_cast<window_drag *>(data));
     const WindowRef window = platform::window_of(dropped->face);
-    if (window != nullptr && QApplication::activeModalWidget() == nullptr)
+    if (window != nullptr && !platform::user_is_asked())
         platform::receive_drop(window, &dropped->drag);
     if (entered == dropped.get())
         leave();

@@ -75,13 +75,6 @@ bool works_sheet(const QKeyEvent &key)
     }
 }
 
-// A sheet that Escape closes keeps the keys for itself.
-bool keeps_keys(const QWidget *sheet)
-{
-    const WindowRef window = platform::window_of(sheet);
-    return window != nullptr && platform::button_of_role(window, "cancel") != nullptr;
-}
-
 // The keys by which a text is scrolled and, with Shift, selected: they do so whoever has handled
 // them, because a text that cannot be typed into can still be read.
 bool works_text(const QKeyEvent &key)
@@ -117,7 +110,7 @@ bool take_key(WindowRef window, QKeyEvent *key)
                           window->sheet->isAncestorOf(QApplication::focusWidget());
     if (is_chord(*key))
         return pass_to_text(window, in_sheet, key);
-    if (in_sheet && (works_sheet(*key) || keeps_keys(window->sheet)))
+    if (in_sheet && (works_sheet(*key) || platform::wants_answer(*window)))
         return false;
     const QByteArray bytes = character_of(*key);
     // A key that is held down is typed again and again, but it is one press to whoever waits for

@@ -95,7 +95,7 @@ void choose(MenuRef menu, std::uint16_t number)
 {
     for (std::uint16_t each = 1; each <= CountMenuItems(menu); ++each)
         show_item(menu, each); // Qt has set marks, which is the program's to do
-    if (QApplication::activeModalWidget() != nullptr)
+    if (platform::user_is_asked())
         return;
     update_items();
     const menu_item &item = *platform::find_item(menu, number);

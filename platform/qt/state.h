@@ -59,6 +59,13 @@ WindowRef current_window();
 // made the window larger by. The window's own coordinates begin at its corner.
 QRect content_of(const OpaqueWindow &window);
 
+// Whether the user has to dismiss the window's sheet before anything else. One that goes by itself,
+// which Escape does not close, leaves the keys to the window.
+bool wants_answer(const OpaqueWindow &window);
+
+// Whether menus and drags have to wait: for a window or a sheet that the user is asked in.
+bool user_is_asked();
+
 // From now on what is dragged over the widget, a window's, is told to the drag handlers.
 void take_drops(QWidget *face);
 

@@ -249,6 +249,18 @@ WindowRef platform::document_window()
     return found == windows.end() ? nullptr : &*found;
 }
 
+bool platform::wants_answer(const OpaqueWindow &window)
+{
+    const WindowRef sheet = window.sheet == nullptr ? nullptr : window_of(window.sheet);
+    return sheet != nullptr && button_of_role(sheet, "cancel") != nullptr;
+}
+
+bool platform::user_is_asked()
+{
+    return QApplication::activeModalWidget() != nullptr ||
+           std::any_of(windows.begin(), windows.end(), wants_answer);
+}
+
 WindowRef platform::window_of(const QWidget *widget)
 {
     for (; widget != nullptr; widget = widget->parentWidget()) {

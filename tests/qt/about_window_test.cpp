@@ -12,7 +12,9 @@
 #include "tests/support/run_program.h"
 
 #include <QApplication>
+#include <QDragEnterEvent>
 #include <QLabel>
+#include <QMimeData>
 #include <QPushButton>
 #include <QTest>
 #include <QTextBrowser>
@@ -207,6 +209,33 @@ TEST_F(QtAbout, TheChangesAreASheetThatShowsTheLog)
         EXPECT_EQ(theConsole->sheet, nullptr);
     }
     EXPECT_NE(source.find("## " PAPERMILL_VERSION), std::string::npos);
+}
+
+TEST_F(QtAbout, WhileTheChangesAreShownMenusAndDropsWait)
+{
+    watch_the_wait([] {
+        if (change_log() == nullptr || !change_log()->isVisible())
+            return false;
+        QWindow *const window = theConsole->widget->windowHandle();
+        QTest::keyClick(window, Qt::Key_D, Qt::ControlModifier | Qt::ShiftModifier);
+        EXPECT_EQ(doDebug, 0);
+        QMimeData file;
+        file.setUrls({QUrl("file:///paper.ps")});
+        QDragEnterEvent enter(QPoint(100, 200), Qt::CopyAction, &file, Qt::LeftButton,
+                              Qt::NoModifier);
+        QCoreApplication::sendEvent(window, &enter);
+        QDragMoveEvent move(QPoint(100, 200), Qt::CopyAction, &file, Qt::LeftButton,
+                            Qt::NoModifier);
+        QCoreApplication::sendEvent(window, &move);
+        EXPECT_FALSE(move.isAccepted());
+        QTest::keyClick(window, Qt::Key_Escape);
+        return true;
+    });
+    Changes();
+    QTest::keyClick(theConsole->widget->windowHandle(), Qt::Key_D,
+                    Qt::ControlModifier | Qt::ShiftModifier);
+    EXPECT_EQ(doDebug, 1);
+    doDebug = 0;
 }
 
 TEST_F(QtAbout, TheMouseDismissesTheChanges)
