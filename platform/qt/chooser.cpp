@@ -104,8 +104,8 @@ void make_comfortable(QFileDialog *dialog)
     QHeaderView *columns = dialog->findChild<QTreeView *>("treeView")->header();
     columns->setStretchLastSection(false);
     columns->setSectionResizeMode(0, QHeaderView::Stretch); // the names have what is left
-    for (const auto &[column, letters] :
-         {std::pair(size_column, 12), std::pair(kind_column, 20), std::pair(date_column, 24)})
+    columns->hideSection(kind_column);                      // which the names' endings tell
+    for (const auto &[column, letters] : {std::pair(size_column, 12), std::pair(date_column, 24)})
         columns->resizeSection(column, letter * letters);
 }
 

@@ -3,7 +3,8 @@
 #include "platform/resources.h"
 
 #include <QAction>
-#include <QFileInfo>
+#include <QFile>
+#include <QHash>
 #include <QImage>
 #include <QLineEdit>
 #include <QPointer>
@@ -13,6 +14,7 @@
 #include <QTextBlock>
 #include <QTextBrowser>
 #include <QTextTable>
+#include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
 
@@ -43,6 +45,48 @@ QString anchor_of(const QString &heading)
     return anchor;
 }
 
+void set_headings_and_code(QTextDocument *page)
+{
+    for (QTextBlock block = page->begin(); block.isValid(); block = block.next()) {
+        QTextCursor cursor(block);
+        QTextBlockFormat format = block.blockFormat();
+        if (format.headingLevel() > 0) {
+            QTextCharFormat named;
+            named.setAnchor(true);
+            named.setAnchorNames({anchor_of(block.text())});
+            cursor.movePosition(QTextCursor::NextCharacter, QTextCursor::KeepAnchor);
+            cursor.mergeCharFormat(named);
+        } else if (format.nonBreakableLines() && block.previous().blockFormat() != format) {
+            format.setTopMargin(code_margin);
+            cursor.setBlockFormat(format);
+        }
+    }
+}
+
+void set_tables(QTextDocument *page)
+{
+    for (QTextFrame *frame : page->rootFrame()->childFrames()) {
+        auto *const table = qobject_cast<QTextTable *>(frame);
+        if (table == nullptr)
+            continue;
+        QTextTableFormat format = table->format();
+        format.setBorder(0);
+        format.setCellPadding(cell_padding);
+        format.setTopMargin(code_margin);
+        format.setBottomMargin(code_margin);
+        table->setFormat(format);
+        // Behind code, the reader leaves an empty line in the first cell, which is not bold.
+        QTextCursor first = table->cellAt(0, 0).firstCursorPosition();
+        if (first.block().text().isEmpty() &&
+            table->cellAt(0, 0).lastCursorPosition().block() != first.block())
+            first.deleteChar();
+        first.movePosition(QTextCursor::EndOfBlock, QTextCursor::KeepAnchor);
+        QTextCharFormat heading;
+        heading.setFontWeight(QFont::Bold);
+        first.mergeCharFormat(heading);
+    }
+}
+
 // Shows a page, with pictures that fit into the window.
 class page_view : public QTextBrowser {
 public:
@@ -50,13 +94,52 @@ public:
     {
         document()->setDocumentMargin(page_margin);
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // the width stays the same
+        come_to_rest.setSingleShot(true);
+        come_to_rest.setInterval(std::chrono::milliseconds(100));
+        connect(&come_to_rest, &QTimer::timeout, this, &page_view::fit_pictures);
     }
 
     QVariant loadResource(int type, const QUrl &name) override
     {
-        if (type != QTextDocument::ImageResource)
-            return QTextBrowser::loadResource(type, name);
-        QImage image(source().resolved(name).toLocalFile());
+        const QString file = source().resolved(name).toLocalFile();
+        return type == QTextDocument::ImageResource ? QVariant(picture(file))
+                                                    : QVariant(page(file));
+    }
+
+protected:
+    void doSetSource(const QUrl &url, QTextDocument::ResourceType /*type*/) override
+    {
+        QTextBrowser::doSetSource(source().resolved(url), QTextDocument::HtmlResource);
+    }
+
+    void resizeEvent(QResizeEvent *event) override
+    {
+        QTextBrowser::resizeEvent(event);
+        if (event->size().width() != event->oldSize().width())
+            come_to_rest.start();
+    }
+
+private:
+    // A page is laid out at every word that is read into a view: it is read beforehand.
+    QString page(const QString &file) const
+    {
+        QFile opened(file);
+        if (!opened.open(QIODevice::ReadOnly))
+            return tr("%1 is not there. Install papermill again.").arg(file).toHtmlEscaped();
+        QTextDocument read;
+        read.setDefaultFont(font());
+        read.setMarkdown(QString::fromUtf8(opened.readAll()));
+        set_headings_and_code(&read);
+        set_tables(&read);
+        return read.toHtml();
+    }
+
+    QImage picture(const QString &file)
+    {
+        QImage &image = pictures[file];
+        if (!image.isNull())
+            return image;
+        image.load(file);
         const int room = viewport()->width() - static_cast<int>(2 * page_margin);
         if (image.width() > room)
             image = image.scaledToWidth(
@@ -66,74 +149,18 @@ public:
         return image;
     }
 
-protected:
-    void doSetSource(const QUrl &url, QTextDocument::ResourceType /*type*/) override
+    void fit_pictures()
     {
-        const QUrl page = source().resolved(url).adjusted(QUrl::RemoveFragment);
-        if (!QFileInfo::exists(page.toLocalFile())) {
-            setPlainText(tr("%1 is not there. Install papermill again.").arg(page.toLocalFile()));
-            return;
-        }
-        QTextBrowser::doSetSource(page, QTextDocument::MarkdownResource);
-        set_format();
-        if (url.hasFragment())
-            scroll_to(url.fragment());
-    }
-
-    void resizeEvent(QResizeEvent *event) override
-    {
-        const bool other_width = event->size().width() != event->oldSize().width();
-        QTextBrowser::resizeEvent(event);
-        if (!other_width || source().isEmpty())
+        pictures.clear();
+        if (source().isEmpty())
             return;
         const int place = verticalScrollBar()->value();
         reload();
-        set_format();
         verticalScrollBar()->setValue(place);
     }
 
-private:
-    void set_format()
-    {
-        for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
-            QTextBlockFormat format = block.blockFormat();
-            if (!format.nonBreakableLines() || block.previous().blockFormat() == format)
-                continue; // no first line of code
-            format.setTopMargin(code_margin);
-            QTextCursor(block).setBlockFormat(format);
-        }
-        for (QTextFrame *frame : document()->rootFrame()->childFrames()) {
-            auto *const table = qobject_cast<QTextTable *>(frame);
-            if (table == nullptr)
-                continue;
-            QTextTableFormat format = table->format();
-            format.setBorder(0);
-            format.setCellPadding(cell_padding);
-            format.setTopMargin(code_margin);
-            format.setBottomMargin(code_margin);
-            table->setFormat(format);
-            // Behind code, the reader leaves an empty line in the first cell, which is not bold.
-            QTextCursor first = table->cellAt(0, 0).firstCursorPosition();
-            if (first.block().text().isEmpty() &&
-                table->cellAt(0, 0).lastCursorPosition().block() != first.block())
-                first.deleteChar();
-            first.movePosition(QTextCursor::EndOfBlock, QTextCursor::KeepAnchor);
-            QTextCharFormat heading;
-            heading.setFontWeight(QFont::Bold);
-            first.mergeCharFormat(heading);
-        }
-    }
-
-    void scroll_to(const QString &anchor)
-    {
-        for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
-            if (block.blockFormat().headingLevel() == 0 || anchor_of(block.text()) != anchor)
-                continue;
-            setTextCursor(QTextCursor(block));
-            verticalScrollBar()->setValue(cursorRect().top() + verticalScrollBar()->value());
-            return;
-        }
-    }
+    QHash<QString, QImage> pictures; // by their files, as wide as the window wants them
+    QTimer come_to_rest;             // after the window has got another width
 };
 
 class manual_window : public QWidget {

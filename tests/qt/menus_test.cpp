@@ -26,6 +26,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QImage>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QPushButton>
@@ -34,6 +35,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <set>
 #include <unistd.h>
 
@@ -692,6 +694,40 @@ TEST_F(QtMenus, TheManualHasARowForEachItem)
             EXPECT_EQ(table.find(plain(each->text())) == std::string::npos, id != 131);
     }
     EXPECT_GE(rows_found, 19);
+}
+
+// Under a heading of its own or one that it shares, with a picture; Quit has nothing to show.
+TEST_F(QtMenus, TheManualWalksThroughEachItemWithAPicture)
+{
+    const std::string manual = read_file(PAPERMILL_SOURCE_DIR "/docs/commands.md") + "\n## ";
+    std::map<std::string, std::string> sections; // by the items of the heading
+    for (std::size_t at = manual.find("\n### "); at != std::string::npos;
+         at = manual.find("\n### ", at + 1)) {
+        const std::size_t end = manual.find('\n', at + 1);
+        const std::string told = manual.substr(end, manual.find("\n##", end) - end);
+        const QString heading = QString::fromStdString(manual.substr(at + 5, end - at - 5));
+        sections[heading.toStdString()] = told;
+        for (const QString &each : heading.split(", "))
+            sections[each.toStdString()] = told;
+    }
+    for (const int id : {128, 133, 131, 132, help_menu}) {
+        for (const QAction *each : menu(id).actions()) {
+            if (each->isSeparator() || !each->isVisible())
+                continue;
+            const std::string name = each->text().remove('&').toStdString();
+            ASSERT_EQ(sections.count(name), 1U) << name;
+            const std::string told = sections[name];
+            const std::size_t picture = told.find("](images/");
+            EXPECT_EQ(picture == std::string::npos, name == "Quit") << name;
+            if (picture == std::string::npos)
+                continue;
+            const std::string file =
+                told.substr(picture + 2, told.find(')', picture) - picture - 2);
+            EXPECT_FALSE(
+                QImage(PAPERMILL_SOURCE_DIR "/docs/" + QString::fromStdString(file)).isNull())
+                << file;
+        }
+    }
 }
 
 TEST_F(QtMenus, F10AndArrowsReachAnItem)
