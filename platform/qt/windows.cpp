@@ -16,6 +16,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QScreen>
+#include <QStyle>
 #include <QUiLoader>
 #include <QVBoxLayout>
 #include <QWindow>
@@ -186,8 +187,9 @@ void place_dialog(window_face *face)
     face->winId(); // makes its QWindow
     face->windowHandle()->setTransientParent(below->windowHandle());
     const QRect screen = below->screen()->availableGeometry();
+    const QSize wanted = face->testAttribute(Qt::WA_Resized) ? face->size() : QSize(0, 0);
     face->adjustSize();
-    face->resize(face->size().boundedTo(screen.size()));
+    face->resize(face->size().expandedTo(wanted).boundedTo(screen.size()));
     QRect place(QPoint(0, 0), face->size());
     place.moveCenter(below->geometry().center());
     place.moveRight(std::min(place.right(), screen.right()));
@@ -212,6 +214,19 @@ bool in_front()
 bool is_own_window(const OpaqueWindow &window)
 {
     return window.kind == userKind && window.widget->isWindow();
+}
+
+// Where a window is whose content is to be there, below a menu bar. The bar leaves the screen room
+// for the title, by which the window is moved.
+QRect with_menu_bar(const QRect &content, int bar)
+{
+    QRect place = content.adjusted(0, -bar, 0, 0);
+    const QScreen *screen = QGuiApplication::screenAt(content.topLeft());
+    if (screen == nullptr)
+        return place;
+    const int title = QApplication::style()->pixelMetric(QStyle::PM_TitleBarHeight);
+    place.moveTop(std::max(place.top(), screen->availableGeometry().top() + title));
+    return place;
 }
 
 } // namespace
@@ -284,8 +299,7 @@ WindowRef NewCWindow(void * /*storage*/, const Rect *bounds, ConstStringPtr titl
     platform::make_empty_menu_bar(window->widget);
     const QRect content(bounds->left, bounds->top, bounds->right - bounds->left,
                         bounds->bottom - bounds->top);
-    const QPoint corner = platform::content_of(*window).topLeft();
-    window->widget->setGeometry(content.adjusted(-corner.x(), -corner.y(), 0, 0));
+    window->widget->setGeometry(with_menu_bar(content, platform::content_of(*window).y()));
     window->widget->setAttribute(Qt::WA_ShowWithoutActivating, !in_front());
     window->reference_constant = referenceConstant;
     ChangeWindowAttributes(window, closeBox ? kWindowCloseBoxAttribute : 0, 0);
@@ -350,6 +364,8 @@ OSStatus CreateWindowFromNib(IBNibRef nib, const char *name, WindowRef *window)
     face->setWindowFlag(Qt::Dialog);
     face->setWindowModality(controls->windowModality());
     face->setWindowTitle(controls->windowTitle());
+    if (controls->testAttribute(Qt::WA_Resized)) // the interface file has a size for it
+        face->resize(controls->size());
     auto *layout = new QVBoxLayout(face);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(controls);

@@ -19,6 +19,7 @@
 #include <QLineEdit>
 #include <QScreen>
 #include <QScrollBar>
+#include <QStyle>
 #include <QTest>
 
 #include <algorithm>
@@ -122,6 +123,29 @@ TEST_F(QtConsole, ItIsSetUpWhereItWasSaved)
     set_setting("GSWINDOW", "50 20 400 620");
     set_up_anew();
     EXPECT_EQ(place(), QRect(20, 50, 600, 350));
+}
+
+// A high menu bar above it leaves the title, by which the window is moved, on the screen.
+TEST_F(QtConsole, ItsTitleStaysOnTheScreenInLargeType)
+{
+    const int title = QApplication::style()->pixelMetric(QStyle::PM_TitleBarHeight);
+    EXPECT_GT(title, 10);
+    const QFont before = QApplication::font();
+    QFont large = before;
+    large.setPointSize(40);
+    QApplication::setFont(large);
+    set_setting("GSWINDOW", "45 10 300 600");
+    QRect first;
+    for (int starts = 0; starts < 2; ++starts) {
+        set_up_anew();
+        EXPECT_EQ(theConsole->widget->geometry().top(), title);
+        EXPECT_EQ(place().size(), default_place.size());
+        EXPECT_GT(place().top(), 45);
+        EXPECT_TRUE(first.isNull() || place() == first);
+        first = place();
+        TextCleanUp();
+    }
+    QApplication::setFont(before);
 }
 
 TEST_F(QtConsole, APlaceOffEveryScreenIsNotRestored)
