@@ -1,7 +1,7 @@
 // Navigation Services: the modal choosers for files, folders and applications.
 //
 // Texts are C strings here, in UTF-8; names of files are bytes, whatever they are. One item is
-// chosen, whatever the option flags say.
+// chosen, but for the files that NavCreateGetFileDialog lets choose with kNavAllowMultipleFiles.
 #ifndef PAPERMILL_PLATFORM_NAVIGATION_H
 #define PAPERMILL_PLATFORM_NAVIGATION_H
 
@@ -131,7 +131,8 @@ NavUserAction NavDialogGetUserAction(NavDialogRef dialog);
 
 struct NavReplyRecord {
     Boolean validRecord;
-    AEDescList selection;     // what was chosen, one file reference; of a save chooser the folder
+    AEDescList selection;     // what was chosen, a file reference each, in the order in which they
+                              // are listed; of a save chooser the folder
     const char *saveFileName; // of a save chooser, else null
 };
 

@@ -49,9 +49,9 @@ NavDialogCreationOptions common_options(const char *prompt)
     return options;
 }
 
-// Runs the chooser that has been made (or not: `made` is the result), and puts what was chosen
-// into `path`. False, and `path` unchanged, when there is nothing.
-bool run(OSStatus made, NavDialogRef *dialog, char *path)
+// Runs the chooser that has been made (or not: `made` is the result). False when it was cancelled
+// or could not be run.
+bool run(OSStatus made, NavDialogRef *dialog)
 {
     if (made != noErr || *dialog == nullptr)
         return false;
@@ -61,7 +61,14 @@ bool run(OSStatus made, NavDialogRef *dialog, char *path)
         *dialog = nullptr;
         return false;
     }
-    return didCancel == 0 && FSRefMakePath(&replyFSRef, path, chosen_path_limit) == noErr;
+    return didCancel == 0;
+}
+
+// The same, and puts what was chosen into `path`. False, and `path` unchanged, when there is
+// nothing.
+bool run(OSStatus made, NavDialogRef *dialog, char *path)
+{
+    return run(made, dialog) && FSRefMakePath(&replyFSRef, path, chosen_path_limit) == noErr;
 }
 
 void add_popup_item(std::size_t *count, std::int32_t kind, const char *extension)
@@ -81,6 +88,33 @@ bool take_extension(char (&place)[longest_extension + 1], const char *extension)
 {
     place[0] = 0;
     return extension != nullptr && platform::copy_whole(place, extension);
+}
+
+// Makes the chooser for a file, or for several where there is somewhere to put their paths.
+OSStatus make_get_file(const char *prompt, const char *ext1, const char *ext2, int allowText,
+                       std::vector<std::string> *several)
+{
+    NavDialogCreationOptions options = common_options(prompt);
+    options.optionFlags &= ~kNavAllowPreviews;
+    if (several == nullptr)
+        options.optionFlags &= ~kNavAllowMultipleFiles;
+    std::size_t count = 0;
+    std::memset(mapInt, 0, sizeof mapInt);
+    if (take_extension(gExt, ext1))
+        add_popup_item(&count, kind_first_extension, gExt);
+    if (take_extension(gExt1, ext2))
+        add_popup_item(&count, kind_second_extension, gExt1);
+    if (allowText == 1)
+        add_popup_item(&count, kind_text_files, nullptr);
+    add_popup_item(&count, kind_all_files, nullptr);
+    const char *titles[most_popup_items] = {};
+    for (std::size_t i = 0; i < count; ++i)
+        titles[i] = values[i];
+    options.popupExtension = titles;
+    options.popupExtensionCount = count;
+    selector = 0;
+    return NavCreateGetFileDialog(&options, nullptr, eventProc1, nullptr, filterProc1, several,
+                                  &gModalToApplicationNavDialogRef);
 }
 
 bool is_reference(const AEDesc &item)
@@ -159,22 +193,53 @@ void take_new_file(NavDialogRef dialog, const NavReplyRecord &reply)
         refuse_unwritable(dialog, platform::in_folder(path, replyFileName).c_str());
 }
 
-// The user has chosen what is there.
-void take_selection(NavDialogRef dialog, const NavReplyRecord &reply)
+// False, and the user is told, when the path of what was chosen is too long.
+bool has_room(NavDialogRef dialog, const FSRef &chosen)
 {
-    std::int32_t count = 0;
-    AEDesc item;
-    if (gModalToApplicationNavDialogRef == nullptr ||
-        AECountItems(&reply.selection, &count) != noErr ||
-        AEGetNthDesc(&reply.selection, 1, typeFSRef, nullptr, &item) != noErr)
-        return;
-    AEGetDescData(&item, &replyFSRef, sizeof replyFSRef);
-    AEDisposeDesc(&item);
-    const std::string too_long = path_that_is_too_long(replyFSRef);
+    const std::string too_long = path_that_is_too_long(chosen);
     if (!too_long.empty())
         platform::refuse_choice(dialog,
                                 "%s: the path is too long. Move the file or shorten its name.",
                                 too_long.c_str());
+    return too_long.empty();
+}
+
+bool item_of(const AEDescList &list, std::int32_t number, FSRef *ref)
+{
+    AEDesc item;
+    if (AEGetNthDesc(&list, number, typeFSRef, nullptr, &item) != noErr)
+        return false;
+    AEGetDescData(&item, ref, sizeof *ref);
+    AEDisposeDesc(&item);
+    return true;
+}
+
+// The user has chosen what is there.
+void take_selection(NavDialogRef dialog, const NavReplyRecord &reply)
+{
+    std::int32_t count = 0;
+    if (gModalToApplicationNavDialogRef != nullptr &&
+        AECountItems(&reply.selection, &count) == noErr && item_of(reply.selection, 1, &replyFSRef))
+        has_room(dialog, replyFSRef);
+}
+
+// The user has chosen files that are to be read: all of them are taken, or the chooser stays.
+void take_files(NavDialogRef dialog, const NavReplyRecord &reply, std::vector<std::string> *paths)
+{
+    std::int32_t count = 0;
+    AECountItems(&reply.selection, &count);
+    paths->clear();
+    for (std::int32_t number = 1; number <= count; ++number) {
+        FSRef ref = {};
+        char path[chosen_path_limit];
+        if (!item_of(reply.selection, number, &ref) || !has_room(dialog, ref) ||
+            FSRefMakePath(&ref, path, sizeof path) != noErr)
+            return;
+        if (access(path, R_OK) != 0)
+            return platform::refuse_choice(dialog, "%s: the file can't be read: %s.", path,
+                                           std::strerror(errno));
+        paths->push_back(path);
+    }
 }
 
 // Makes the file, or empties it. A device or a pipe holds nothing that could be emptied, and to
@@ -202,27 +267,18 @@ void CreateNavUPP1()
 
 int nav_get_file1(char *path, const char *ext1, const char *ext2, int allowText, const char *prompt)
 {
-    NavDialogCreationOptions options = common_options(prompt);
-    options.optionFlags &= ~(kNavAllowPreviews | kNavAllowMultipleFiles);
-    std::size_t count = 0;
-    std::memset(mapInt, 0, sizeof mapInt);
-    if (take_extension(gExt, ext1))
-        add_popup_item(&count, kind_first_extension, gExt);
-    if (take_extension(gExt1, ext2))
-        add_popup_item(&count, kind_second_extension, gExt1);
-    if (allowText == 1)
-        add_popup_item(&count, kind_text_files, nullptr);
-    add_popup_item(&count, kind_all_files, nullptr);
-    const char *titles[most_popup_items] = {};
-    for (std::size_t i = 0; i < count; ++i)
-        titles[i] = values[i];
-    options.popupExtension = titles;
-    options.popupExtensionCount = count;
-    selector = 0;
-    const OSStatus made =
-        NavCreateGetFileDialog(&options, nullptr, eventProc1, nullptr, filterProc1, nullptr,
-                               &gModalToApplicationNavDialogRef);
+    const OSStatus made = make_get_file(prompt, ext1, ext2, allowText, nullptr);
     return run(made, &gModalToApplicationNavDialogRef, path) ? 1 : 0;
+}
+
+int nav_get_files1(std::vector<std::string> *paths, const char *extension, const char *prompt)
+{
+    std::vector<std::string> chosen;
+    const OSStatus made = make_get_file(prompt, extension, nullptr, 0, &chosen);
+    if (!run(made, &gModalToApplicationNavDialogRef) || chosen.empty())
+        return 0;
+    *paths = chosen;
+    return 1;
 }
 
 int nav_get_working_folder1(char *folder, const char *prompt)
@@ -267,7 +323,7 @@ int nav_put_file1(const char *prompt, const char *defaultName, char *path)
     return 1;
 }
 
-void myEventProc1(NavEventCallbackMessage message, NavCBRec *parameters, void * /*userData*/)
+void myEventProc1(NavEventCallbackMessage message, NavCBRec *parameters, void *userData)
 {
     NavDialogRef &open = gModalToApplicationNavDialogRef != nullptr
                              ? gModalToApplicationNavDialogRef
@@ -289,8 +345,14 @@ void myEventProc1(NavEventCallbackMessage message, NavCBRec *parameters, void * 
         if (NavDialogGetReply(parameters->context, &reply) != noErr)
             break;
         const NavUserAction action = NavDialogGetUserAction(parameters->context);
+        // Only the chooser of several files has somewhere to put them.
+        auto *const several = action == kNavUserActionOpen
+                                  ? static_cast<std::vector<std::string> *>(userData)
+                                  : nullptr;
         if (reply.validRecord && action == kNavUserActionSaveAs)
             take_new_file(parameters->context, reply);
+        else if (reply.validRecord && several != nullptr)
+            take_files(parameters->context, reply, several);
         else if (reply.validRecord &&
                  (action == kNavUserActionOpen || action == kNavUserActionChoose))
             take_selection(parameters->context, reply);

@@ -12,6 +12,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <vector>
 
 constexpr std::size_t chosen_path_limit = 511; // what a chosen path may have, with its NUL
 constexpr std::size_t longest_extension = 16;  // bytes of an extension offered in the popup
@@ -32,7 +34,7 @@ extern FSRef replyFSRef;                             // what was chosen; of a ne
 extern char replyFileName[reply_name_size];          // the name of a new file
 extern unsigned char didCancel;                      // the user cancelled
 
-// ---- the popup of nav_get_file1 ----
+// ---- the popup of nav_get_file1 and nav_get_files1 ----
 // The kind of an item: which files it shows.
 enum : std::int32_t {
     kind_first_extension = 1,
@@ -56,6 +58,11 @@ void CreateNavUPP1(); // makes the callbacks
 // is not offered), text files if allowText is 1, and all files. 1, with the file's path.
 int nav_get_file1(char *path, const char *ext1, const char *ext2, int allowText,
                   const char *prompt);
+
+// Asks for one file or several that can be read. 1, with their paths in the order in which they are
+// listed; 0, and *paths as it was. The user is told, and the chooser stays, when a file among them
+// cannot be read.
+int nav_get_files1(std::vector<std::string> *paths, const char *extension, const char *prompt);
 
 // Asks for a folder. 1, with the folder's path.
 int nav_get_working_folder1(char *folder, const char *prompt);

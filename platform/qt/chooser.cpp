@@ -5,6 +5,7 @@
 #include "platform/qt/unlisted_names.h"
 
 #include <QAbstractButton>
+#include <QCollator>
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFileSystemModel>
@@ -47,8 +48,9 @@ std::string bytes_of(const QString &name)
 class shown_items : public QSortFilterProxyModel {
 public:
     shown_items(const chooser_request &what, QObject *parent)
-        : QSortFilterProxyModel(parent), request(what)
+        : QSortFilterProxyModel(parent), request(what), names(language())
     {
+        names.setNumericMode(true); // page 2 before page 10
     }
     void filter_anew()
     {
@@ -73,11 +75,21 @@ protected:
             return files->size(left) < files->size(right);
         if (left.column() == date_column)
             return files->lastModified(left) < files->lastModified(right);
-        return QString::localeAwareCompare(files->fileName(left), files->fileName(right)) < 0;
+        const QString left_name = files->fileName(left);
+        const QString right_name = files->fileName(right);
+        const int order = names.compare(left_name, right_name);
+        return order != 0 ? order < 0 : left_name < right_name;
     }
 
 private:
+    // The user's own. "C" is none, and knows no numbers.
+    static QLocale language()
+    {
+        return QLocale().language() == QLocale::C ? QLocale(QLocale::English) : QLocale();
+    }
+
     const chooser_request &request;
+    QCollator names;
 };
 
 bool is_folder_at(const std::string &path)
@@ -90,6 +102,25 @@ bool is_folder_at(const std::string &path)
 bool is_package(const std::string &folder)
 {
     return folder.ends_with(".app") && is_folder_at(folder + "/Contents");
+}
+
+// Takes "NAME" "NAME" apart, as the dialog writes the names of several rows into its field. Empty
+// when the text is something else.
+std::vector<std::string> quoted_names(const std::string &text)
+{
+    const std::string between = "\" \"";
+    std::vector<std::string> names;
+    if (text.size() < 2 || text.front() != '"' || text.back() != '"')
+        return names;
+    const std::string inner = text.substr(1, text.size() - 2);
+    for (std::size_t at = 0; at <= inner.size();) {
+        const std::size_t end = std::min(inner.find(between, at), inner.size());
+        if (end == at)
+            return {};
+        names.push_back(inner.substr(at, end - at));
+        at = end + between.size();
+    }
+    return names;
 }
 
 // Sizes that fit the screen and the font, whatever they are.
@@ -143,8 +174,10 @@ platform::chooser::chooser(const chooser_request &what, QWidget *parent)
         setAcceptMode(AcceptSave);
     if (request.what == choice::choose_folder)
         setFileMode(Directory);
+    else if (request.what == choice::new_file)
+        setFileMode(AnyFile);
     else
-        setFileMode(request.what == choice::new_file ? AnyFile : ExistingFile);
+        setFileMode(request.takes_several ? ExistingFiles : ExistingFile);
     setViewMode(Detail);
 
     auto *kinds = findChild<QComboBox *>("fileTypeCombo");
@@ -198,15 +231,19 @@ platform::chooser::chooser(const chooser_request &what, QWidget *parent)
 
 void platform::chooser::accept()
 {
-    const std::string selected = name_counts ? std::string() : selected_path();
-    const std::string path = selected.empty() ? typed_path() : selected;
-    if (path.empty())
+    const std::vector<std::string> selected =
+        name_counts ? std::vector<std::string>() : selected_paths();
+    const std::vector<std::string> paths = selected.empty() ? typed_paths() : selected;
+    if (paths.empty())
         return;
+    if (paths.size() > 1 && request.takes_several)
+        return accept_several(paths);
+    const std::string &path = paths.front();
     const bool exists = access(path.c_str(), F_OK) == 0;
     const bool is_folder = is_folder_at(path);
     if (request.what == choice::choose_folder) {
         if (is_folder)
-            offer(path);
+            offer(paths);
         else if (exists)
             show_refusal(this, "%s: this is a file, not a folder.", path.c_str());
         else
@@ -215,34 +252,65 @@ void platform::chooser::accept()
         if (enter(path) && selected.empty())
             name_field->clear();
     } else if (exists) {
-        offer(path);
+        offer(paths);
     } else if (request.what != choice::new_file) {
         show_refusal(this, "%s: File not found!", path.c_str());
     } else if (!is_folder_at(folder_of(path))) {
         show_refusal(this, "%s: there is no folder %s.", path.c_str(), folder_of(path).c_str());
     } else {
-        offer(path);
+        offer(paths);
     }
 }
 
-// Only rows of the folder that is shown count.
-std::string platform::chooser::selected_path() const
+// All of them, or the chooser stays: half a choice would be another one.
+void platform::chooser::accept_several(const std::vector<std::string> &paths)
+{
+    for (const std::string &path : paths) {
+        if (access(path.c_str(), F_OK) != 0)
+            return show_refusal(this, "%s: File not found!", path.c_str());
+        if (is_folder_at(path))
+            return show_refusal(this, "%s: this is a folder, not a file.", path.c_str());
+    }
+    offer(paths);
+}
+
+// In the order in which they are listed. Only rows of the folder that is shown count.
+std::vector<std::string> platform::chooser::selected_paths() const
 {
     const auto *list = findChild<QListView *>("listView");
-    for (const QModelIndex &row : list->selectionModel()->selectedRows()) {
+    QModelIndexList rows = list->selectionModel()->selectedRows();
+    std::sort(rows.begin(), rows.end(), [](const QModelIndex &left, const QModelIndex &right) {
+        return left.row() < right.row();
+    });
+    std::vector<std::string> paths;
+    for (const QModelIndex &row : rows) {
         if (row.parent() == list->rootIndex())
-            return bytes_of(row.data(QFileSystemModel::FilePathRole).toString());
+            paths.push_back(bytes_of(row.data(QFileSystemModel::FilePathRole).toString()));
     }
-    return {};
+    return paths;
 }
 
-// The name is taken as it stands. Without one, the folder that is shown can be chosen.
-std::string platform::chooser::typed_path() const
+// The name is taken as it stands; where several can be chosen and there is no such file, as names
+// in quotation marks. Without one, the folder that is shown can be chosen.
+std::vector<std::string> platform::chooser::typed_paths() const
 {
     const std::string name = bytes_of(name_field->text());
+    if (name.empty() && request.what != choice::choose_folder)
+        return {};
+    const std::string whole = path_of(name);
+    std::vector<std::string> paths;
+    if (request.takes_several && access(whole.c_str(), F_OK) != 0) {
+        for (const std::string &each : quoted_names(name))
+            paths.push_back(path_of(each));
+    }
+    return paths.empty() ? std::vector<std::string>{whole} : paths;
+}
+
+std::string platform::chooser::path_of(const std::string &name) const
+{
     const std::string folder = bytes_of(directory().absolutePath());
     if (name.empty())
-        return request.what == choice::choose_folder ? folder : std::string();
+        return folder;
     if (name == "~" || name.starts_with("~/"))
         return bytes_of(QDir::homePath()) + name.substr(1);
     return without_dots(name[0] == '/' ? name : in_folder(folder, name));
@@ -259,9 +327,9 @@ bool platform::chooser::enter(const std::string &folder)
     return true;
 }
 
-void platform::chooser::offer(const std::string &path)
+void platform::chooser::offer(const std::vector<std::string> &paths)
 {
-    if (request.takes(path) && may_replace(path))
+    if (request.takes(paths) && may_replace(paths.front()))
         done(Accepted);
 }
 
@@ -311,8 +379,8 @@ void platform::chooser::update_notice()
 
 void platform::chooser::choose_unlisted()
 {
-    const std::string path = ask_for_unlisted_name(bytes_of(directory().absolutePath()),
-                                                   bytes_of(name_field->text()), request, this);
-    if (!path.empty())
-        offer(path);
+    const std::vector<std::string> paths = ask_for_unlisted_names(
+        bytes_of(directory().absolutePath()), bytes_of(name_field->text()), request, this);
+    if (!paths.empty())
+        offer(paths);
 }

@@ -9,6 +9,7 @@
 
 #include <cstdarg>
 #include <string>
+#include <vector>
 
 class QLabel;
 class QLineEdit;
@@ -28,10 +29,12 @@ public:
     void accept() override;
 
 private:
-    [[nodiscard]] std::string selected_path() const; // of the row that the user has clicked
-    [[nodiscard]] std::string typed_path() const;
+    [[nodiscard]] std::vector<std::string> selected_paths() const; // of the rows clicked
+    [[nodiscard]] std::vector<std::string> typed_paths() const;
+    [[nodiscard]] std::string path_of(const std::string &name) const;
+    void accept_several(const std::vector<std::string> &paths);
     bool enter(const std::string &folder);
-    void offer(const std::string &path);
+    void offer(const std::vector<std::string> &paths);
     bool may_replace(const std::string &path);
     void add_notice();
     void update_notice();

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace platform {
 
@@ -19,12 +20,13 @@ struct chooser_request {
     QString name;        // proposed for a new file
     QStringList popup;   // the items of the popup; none: there is no popup
     bool takes_packages; // a folder that is an application is taken as a file
+    bool takes_several;  // files, of open_file
 
     // Whether the item is shown.
     std::function<bool(const std::string &path, bool is_folder)> shows;
     std::function<void(int)> popup_selected; // the item's index
-    // What was chosen, before the chooser closes. False keeps it open.
-    std::function<bool(const std::string &path)> takes;
+    // What was chosen, one or several, before the chooser closes. False keeps it open.
+    std::function<bool(const std::vector<std::string> &paths)> takes;
 };
 
 } // namespace platform

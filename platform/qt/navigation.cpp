@@ -15,6 +15,7 @@
 #include <set>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 struct OpaqueNavDialog {
     platform::chooser_request request;
@@ -24,10 +25,10 @@ struct OpaqueNavDialog {
     NavObjectFilterUPP filter;
     void *user_data;
     bool running = false;
-    QWidget *window = nullptr; // while it is shown
-    std::string chosen;        // empty: nothing yet
-    bool refused = false;      // the program does not take it
-    bool disposed = false;     // while it ran; it is freed when it has run
+    QWidget *window = nullptr;       // while it is shown
+    std::vector<std::string> chosen; // empty: nothing yet
+    bool refused = false;            // the program does not take it
+    bool disposed = false;           // while it ran; it is freed when it has run
 };
 
 namespace {
@@ -137,9 +138,9 @@ bool shows(NavDialogRef dialog, const std::string &path, bool is_folder)
 }
 
 // Lets the program see what was chosen. False when it refuses.
-bool takes(NavDialogRef dialog, const std::string &path)
+bool takes(NavDialogRef dialog, const std::vector<std::string> &paths)
 {
-    dialog->chosen = path;
+    dialog->chosen = paths;
     dialog->refused = false;
     tell(dialog, kNavCBUserAction, nullptr);
     return !dialog->refused;
@@ -167,6 +168,8 @@ OSStatus make(const NavDialogCreationOptions &options, const chooser_parts &part
     for (std::size_t i = 0; i < options.popupExtensionCount; ++i)
         request.popup << QString::fromUtf8(options.popupExtension[i]);
     request.takes_packages = (options.optionFlags & kNavSupportPackages) != 0;
+    request.takes_several = parts.what == platform::choice::open_file &&
+                            (options.optionFlags & kNavAllowMultipleFiles) != 0;
     dialog->client = text_of(options.clientName);
     dialog->action = parts.action;
     dialog->events = parts.events;
@@ -180,7 +183,9 @@ OSStatus make(const NavDialogCreationOptions &options, const chooser_parts &part
         NavMenuItemSpec item = {0, static_cast<OSType>(index)};
         tell(reference, kNavCBPopupMenuSelect, &item);
     };
-    request.takes = [reference](const std::string &path) { return takes(reference, path); };
+    request.takes = [reference](const std::vector<std::string> &paths) {
+        return takes(reference, paths);
+    };
     choosers().insert(dialog.release());
     *made = reference;
     return noErr;
@@ -238,8 +243,8 @@ OSStatus NavDialogRun(NavDialogRef dialog)
         const bool accepted = window.exec() == QDialog::Accepted;
         if (accepted) {
             const bool folder = dialog->request.what == platform::choice::choose_folder;
-            last_folders()[dialog->client] =
-                folder ? dialog->chosen : platform::folder_of(dialog->chosen);
+            const std::string &last = dialog->chosen.back();
+            last_folders()[dialog->client] = folder ? last : platform::folder_of(last);
         } else {
             dialog->chosen.clear();
             tell(dialog, kNavCBCancel, nullptr);
@@ -278,14 +283,18 @@ OSStatus NavDialogGetReply(NavDialogRef dialog, NavReplyRecord *reply)
     if (!choosers().contains(dialog) || dialog->chosen.empty())
         return kNavWrongDialogStateErr;
     const bool is_new = dialog->action == kNavUserActionSaveAs;
-    AEDesc item = descriptor_of(is_new ? platform::folder_of(dialog->chosen) : dialog->chosen);
     OSStatus error = AECreateList(&reply->selection);
-    if (error == noErr && item.dataHandle != nullptr)
-        error = AEPutDesc(&reply->selection, 0, &item);
-    reply->validRecord = error == noErr && item.dataHandle != nullptr ? 1 : 0;
-    AEDisposeDesc(&item);
+    bool all = true;
+    for (const std::string &path : dialog->chosen) {
+        AEDesc item = descriptor_of(is_new ? platform::folder_of(path) : path);
+        all = all && item.dataHandle != nullptr;
+        if (error == noErr && item.dataHandle != nullptr)
+            error = AEPutDesc(&reply->selection, 0, &item);
+        AEDisposeDesc(&item);
+    }
+    reply->validRecord = error == noErr && all ? 1 : 0;
     if (is_new)
-        reply->saveFileName = strdup(platform::name_in_folder(dialog->chosen).c_str());
+        reply->saveFileName = strdup(platform::name_in_folder(dialog->chosen.front()).c_str());
     return error;
 }
 

@@ -35,13 +35,13 @@ bool is_folder(const std::string &path)
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// The list. Its result is the path that was chosen.
+// The list. Its result is what was chosen.
 class unlisted_dialog : public QDialog {
 public:
     unlisted_dialog(const std::string &folder, const std::string &new_name,
                     const chooser_request &what, QWidget *parent);
     void accept() override;
-    std::string chosen;
+    std::vector<std::string> chosen;
 
 private:
     void show_folder(const std::string &folder);
@@ -67,6 +67,8 @@ unlisted_dialog::unlisted_dialog(const std::string &folder, const std::string &n
     place->setTextFormat(Qt::PlainText);
     place->setWordWrap(true);
     list->setAccessibleName("Names that are not UTF-8");
+    if (request.takes_several)
+        list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     place->setBuddy(list);
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
     accept_button = buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
@@ -120,7 +122,7 @@ void unlisted_dialog::open_item(const QListWidgetItem *item)
     if (is_folder(path)) {
         show_folder(path);
     } else {
-        chosen = path;
+        chosen = {path};
         QDialog::accept();
     }
 }
@@ -128,7 +130,9 @@ void unlisted_dialog::open_item(const QListWidgetItem *item)
 void unlisted_dialog::update_button()
 {
     const QList<QListWidgetItem *> selected = list->selectedItems();
-    const bool folder = !selected.isEmpty() && is_folder(path_of(selected[0]));
+    const bool folder =
+        std::any_of(selected.begin(), selected.end(),
+                    [this](const QListWidgetItem *item) { return is_folder(path_of(item)); });
     const bool here = selected.isEmpty() && current != first_folder;
     if (request.what == choice::choose_folder) {
         accept_button->setText("&Choose");
@@ -138,19 +142,23 @@ void unlisted_dialog::update_button()
         accept_button->setEnabled(!name.empty());
     } else {
         accept_button->setText(request.what == choice::new_file && !folder ? "&Save" : "&Open");
-        accept_button->setEnabled(!selected.isEmpty());
+        accept_button->setEnabled(!selected.isEmpty() && (selected.size() == 1 || !folder));
     }
 }
 
 void unlisted_dialog::accept()
 {
-    const QList<QListWidgetItem *> selected = list->selectedItems();
-    if (request.what == choice::choose_folder)
-        chosen = selected.isEmpty() ? current : path_of(selected[0]);
-    else if (!selected.isEmpty())
+    QList<QListWidgetItem *> selected = list->selectedItems();
+    std::sort(selected.begin(), selected.end(),
+              [this](const QListWidgetItem *left, const QListWidgetItem *right) {
+                  return list->row(left) < list->row(right);
+              });
+    if (request.what != choice::choose_folder && selected.size() == 1)
         return open_item(selected[0]);
-    else
-        chosen = in_folder(current, name);
+    for (const QListWidgetItem *item : selected)
+        chosen.push_back(path_of(item));
+    if (chosen.empty())
+        chosen = {request.what == choice::choose_folder ? current : in_folder(current, name)};
     QDialog::accept();
 }
 
@@ -178,9 +186,11 @@ std::vector<std::string> platform::unlisted_names(const std::string &folder,
     return names;
 }
 
-std::string platform::ask_for_unlisted_name(const std::string &folder, const std::string &name,
-                                            const chooser_request &request, QWidget *parent)
+std::vector<std::string> platform::ask_for_unlisted_names(const std::string &folder,
+                                                          const std::string &name,
+                                                          const chooser_request &request,
+                                                          QWidget *parent)
 {
     unlisted_dialog dialog(folder, name, request, parent);
-    return dialog.exec() == QDialog::Accepted ? dialog.chosen : std::string();
+    return dialog.exec() == QDialog::Accepted ? dialog.chosen : std::vector<std::string>();
 }

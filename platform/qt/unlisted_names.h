@@ -15,10 +15,11 @@ namespace platform {
 // are no UTF-8, or all of them when the folder's own path is none. Sorted.
 std::vector<std::string> unlisted_names(const std::string &folder, const chooser_request &request);
 
-// Shows the list and lets the user go into folders of such names. The path that was chosen, empty
-// when none was. `name` is that of the new file, to be put into a folder of such a name.
-std::string ask_for_unlisted_name(const std::string &folder, const std::string &name,
-                                  const chooser_request &request, QWidget *parent);
+// Shows the list and lets the user go into folders of such names. What was chosen: nothing, a path,
+// or several in the list's order where the request takes several. `name` is that of the new file,
+// to be put into a folder of such a name.
+std::vector<std::string> ask_for_unlisted_names(const std::string &folder, const std::string &name,
+                                                const chooser_request &request, QWidget *parent);
 
 } // namespace platform
 

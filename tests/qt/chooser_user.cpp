@@ -177,7 +177,12 @@ std::vector<std::string> listed(QFileDialog &chooser, std::size_t count)
     return names;
 }
 
-void click_row(QFileDialog &chooser, const std::string &name, int times)
+void sort_by_name(QFileDialog &chooser, Qt::SortOrder order)
+{
+    list_of(chooser).sortByColumn(0, order);
+}
+
+static QPoint place_of(QFileDialog &chooser, const std::string &name)
 {
     EXPECT_TRUE(QTest::qWaitFor([&] { return row_of(chooser, name).isValid(); }, longest_wait))
         << name;
@@ -185,8 +190,19 @@ void click_row(QFileDialog &chooser, const std::string &name, int times)
     const QModelIndex row = row_of(chooser, name);
     list.scrollTo(row);
     list.setFocus();
-    const QPoint place = list.visualRect(row).center();
-    QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, place);
+    return list.visualRect(row).center();
+}
+
+void click_row(QFileDialog &chooser, const std::string &name, int times)
+{
+    const QPoint place = place_of(chooser, name);
+    QTest::mouseClick(list_of(chooser).viewport(), Qt::LeftButton, {}, place);
     if (times == 2)
-        QTest::mouseDClick(list.viewport(), Qt::LeftButton, {}, place);
+        QTest::mouseDClick(list_of(chooser).viewport(), Qt::LeftButton, {}, place);
+}
+
+void click_row_too(QFileDialog &chooser, const std::string &name)
+{
+    const QPoint place = place_of(chooser, name);
+    QTest::mouseClick(list_of(chooser).viewport(), Qt::LeftButton, Qt::ControlModifier, place);
 }

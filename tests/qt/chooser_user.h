@@ -53,7 +53,13 @@ void press(QWidget &in, int key);   // in its window, by whoever has the keyboar
 // seconds.
 std::vector<std::string> listed(QFileDialog &chooser, std::size_t count);
 
+// Sorts what it lists, which may be in the order that some chooser had last.
+void sort_by_name(QFileDialog &chooser, Qt::SortOrder order = Qt::AscendingOrder);
+
 // Clicks the row of that name; twice at once opens it.
 void click_row(QFileDialog &chooser, const std::string &name, int times = 1);
+
+// Clicks the row with the Control key, so that what was selected before stays so.
+void click_row_too(QFileDialog &chooser, const std::string &name);
 
 #endif

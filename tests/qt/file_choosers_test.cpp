@@ -70,6 +70,19 @@ protected:
         return result == 1 ? path : "none";
     }
 
+    // The names of what was chosen, without the test's folder.
+    strings get_files()
+    {
+        strings paths = {"unchanged"};
+        const int result = nav_get_files1(&paths, ".pdf", "Add PDF files");
+        EXPECT_TRUE(result == 1 || paths == strings{"unchanged"});
+        if (result == 0)
+            return {};
+        for (std::string &path : paths)
+            path = path.substr(path.find(folder.path()) == 0 ? folder.path().size() + 1 : 0);
+        return paths;
+    }
+
     temporary_folder folder;
     temporary_folder settings;
     chooser_user user;
@@ -617,6 +630,235 @@ TEST_F(FileChoosers, TenThousandFilesAreListedQuickly)
     EXPECT_EQ(get_file1(".ps"), folder / "file9998.ps");
     EXPECT_LT(clock.elapsed(), 30000); // a tenth of it where nothing else runs
     RecordProperty("milliseconds", static_cast<int>(clock.elapsed()));
+}
+
+// ---- choosing several files ----
+
+TEST_F(FileChoosers, SeveralFilesComeInTheOrderInWhichTheyAreListed)
+{
+    for (const char *name : {"page 10.pdf", "page 2.pdf", "page 1.pdf", "Page 3.pdf", "x\"y.pdf",
+                             "it's \" \" here.pdf", "other.ps"})
+        folder.write(name, "");
+    user.in_chooser([](QFileDialog &chooser) {
+        EXPECT_EQ(chooser.windowTitle(), "Add PDF files");
+        EXPECT_EQ(popup_of(chooser), (strings{"All files with .pdf extension", "All files"}));
+        sort_by_name(chooser);
+        click_row(chooser, "x\"y.pdf");
+        for (const char *name : {"page 10.pdf", "page 1.pdf", "it's \" \" here.pdf", "Page 3.pdf"})
+            click_row_too(chooser, name);
+        press_accept(chooser);
+    });
+    EXPECT_EQ(get_files(), (strings{"it's \" \" here.pdf", "page 1.pdf", "Page 3.pdf",
+                                    "page 10.pdf", "x\"y.pdf"}));
+    EXPECT_EQ(didCancel, 0);
+    user.in_chooser([](QFileDialog &chooser) { // as the column has it
+        listed(chooser, 6);
+        sort_by_name(chooser, Qt::DescendingOrder);
+        click_row(chooser, "page 1.pdf");
+        for (const char *name : {"page 2.pdf", "page 10.pdf"})
+            click_row_too(chooser, name);
+        press(chooser, Qt::Key_Return);
+    });
+    EXPECT_EQ(get_files(), (strings{"page 10.pdf", "page 2.pdf", "page 1.pdf"}));
+    user.in_chooser([](QFileDialog &chooser) { click_row(chooser, "page 2.pdf", 2); });
+    EXPECT_EQ(get_files(), strings{"page 2.pdf"});
+    user.cancels();
+    EXPECT_EQ(get_files(), strings());
+}
+
+TEST_F(FileChoosers, SeveralFilesAreChosenByKeyboardAlone)
+{
+    for (const char *name : {"a.pdf", "b.pdf", "c.pdf"})
+        folder.write(name, "");
+    user.in_chooser([](QFileDialog &chooser) {
+        EXPECT_EQ(listed(chooser, 3).size(), 3U);
+        sort_by_name(chooser);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Backtab);
+        QWidget *const list = QApplication::focusWidget();
+        EXPECT_EQ(list, chooser.findChild<QTreeView *>("treeView"));
+        press(*list, Qt::Key_End);
+        QTest::keyClick(list->window()->windowHandle(), Qt::Key_Up, Qt::ShiftModifier);
+        press(*list, Qt::Key_Return);
+    });
+    EXPECT_EQ(get_files(), (strings{"b.pdf", "c.pdf"}));
+}
+
+TEST_F(FileChoosers, SeveralNamesAreTypedInQuotationMarks)
+{
+    folder.make_folder("sub");
+    folder.write("sub/b c.pdf", "");
+    for (const char *name : {"a.pdf", "b.pdf", "\"quoted\"", "\"a.pdf\" \"c.pdf\""})
+        folder.write(name, "");
+    const std::pair<std::string, strings> cases[] = {
+        {"b.pdf", {"b.pdf"}},
+        {"\"b.pdf\" \"a.pdf\"", {"b.pdf", "a.pdf"}},
+        {"\"" + (folder / "sub/b c.pdf") + "\" \"a.pdf\"", {"sub/b c.pdf", "a.pdf"}},
+        {"\"a.pdf\"", {"a.pdf"}}, // what is left of several
+        {"\"quoted\"", {"\"quoted\""}},
+        {"\"a.pdf\" \"c.pdf\"", {"\"a.pdf\" \"c.pdf\""}}, // a file is really called so
+        {"\"a.pdf\" \"a.pdf\"", {"a.pdf", "a.pdf"}},
+    };
+    for (const auto &[typed, names] : cases) {
+        EXPECT_EQ(chdir(folder.path().c_str()), 0);
+        user.in_chooser([typed = typed](QFileDialog &chooser) {
+            type_name(chooser, typed);
+            press_accept(chooser);
+        });
+        EXPECT_EQ(get_files(), names) << typed;
+        user.in_chooser([this](QFileDialog &chooser) { // the next one starts here again
+            type_name(chooser, folder / "a.pdf");
+            press_accept(chooser);
+        });
+        EXPECT_EQ(get_files(), strings{"a.pdf"});
+    }
+    for (const char *typed : {"\"a.pdf\" \"absent.pdf\"", "\"\"", "\"a.pdf\" \"\"", "\""}) {
+        user.in_chooser([typed](QFileDialog &chooser) {
+            type_name(chooser, typed);
+            press_accept(chooser);
+        });
+        user.reads(": File not found!");
+        user.cancels();
+        EXPECT_EQ(get_files(), strings()) << typed;
+    }
+}
+
+TEST_F(FileChoosers, SelectedNamesCanBeEditedInTheField)
+{
+    for (const char *name : {"a.pdf", "b.pdf"})
+        folder.write(name, "");
+    user.in_chooser([](QFileDialog &chooser) {
+        click_row(chooser, "a.pdf");
+        click_row_too(chooser, "b.pdf");
+        auto *field = chooser.findChild<QLineEdit *>("fileNameEdit");
+        EXPECT_EQ(field->text(), "\"a.pdf\" \"b.pdf\"");
+        field->setFocus();
+        press(*field, Qt::Key_End);
+        for (int i = 0; i < 8; ++i)
+            press(*field, Qt::Key_Backspace);
+        EXPECT_EQ(field->text(), "\"a.pdf\"");
+        press_accept(chooser);
+    });
+    EXPECT_EQ(get_files(), strings{"a.pdf"});
+}
+
+TEST_F(FileChoosers, AFolderAmongTheFilesIsRefusedAndAloneEntered)
+{
+    folder.make_folder("sub");
+    folder.write("sub/b.pdf", "");
+    folder.write("a.pdf", "");
+    user.in_chooser([](QFileDialog &chooser) {
+        click_row(chooser, "sub");
+        click_row_too(chooser, "a.pdf");
+        press_accept(chooser);
+    });
+    user.reads("/sub: this is a folder, not a file.");
+    user.in_chooser([](QFileDialog &chooser) {
+        click_row(chooser, "sub");
+        press_accept(chooser);
+        EXPECT_EQ(listed(chooser, 1), strings{"b.pdf"});
+        click_row(chooser, "b.pdf");
+        press_accept(chooser);
+    });
+    EXPECT_EQ(get_files(), strings{"sub/b.pdf"});
+}
+
+TEST_F(FileChoosers, OneFileThatCannotBeReadKeepsTheChooserOfSeveralOpen)
+{
+    if (getuid() != 0)
+        GTEST_SKIP() << "needs two users";
+    folder.write("a.pdf", "");
+    folder.write("secret.pdf", "");
+    EXPECT_EQ(chmod((folder / "secret.pdf").c_str(), 0600), 0);
+    EXPECT_EQ(chmod(folder.path().c_str(), 0755), 0);
+    const without_rights somebody;
+    user.in_chooser([](QFileDialog &chooser) {
+        click_row(chooser, "a.pdf");
+        click_row_too(chooser, "secret.pdf");
+        press_accept(chooser);
+    });
+    user.reads("/secret.pdf: the file can't be read: Permission denied.");
+    user.in_chooser([](QFileDialog &chooser) {
+        click_row(chooser, "a.pdf");
+        press_accept(chooser);
+    });
+    EXPECT_EQ(get_files(), strings{"a.pdf"});
+}
+
+TEST_F(FileChoosers, AFileThatIsGoneOrTooDeepKeepsTheChooserOfSeveralOpen)
+{
+    const std::string inner = std::string(200, 'a') + "/" + std::string(200, 'b');
+    fs::create_directories(folder / inner);
+    const std::string deep =
+        inner + "/" + std::string(511 - (folder / inner).size() - 1, 'c'); // a byte too many
+    folder.write(deep, "");
+    for (const char *name : {"a.pdf", "b.pdf"})
+        folder.write(name, "");
+    user.in_chooser([&](QFileDialog &chooser) {
+        type_name(chooser, "\"a.pdf\" \"" + deep + "\"");
+        press_accept(chooser);
+    });
+    user.reads("c: the path is too long. Move the file or shorten its name.");
+    user.in_chooser([&](QFileDialog &chooser) {
+        type_name(chooser, "\"a.pdf\" \"b.pdf\"");
+        fs::remove(folder / "b.pdf");
+        press_accept(chooser);
+    });
+    user.reads("/b.pdf: File not found!");
+    user.cancels();
+    EXPECT_EQ(get_files(), strings());
+}
+
+TEST_F(FileChoosers, SeveralNamesThatAreNotUtf8AreChosenTogether)
+{
+    folder.make_folder("latin\xE4");
+    for (const char *name : {"one\xE4.pdf", "three\xE4.pdf", "two\xE4.pdf"})
+        folder.write(name, "");
+    user.in_chooser([](QFileDialog &chooser) {
+        QTest::mouseClick(chooser.findChild<QPushButton *>("unlistedButton"), Qt::LeftButton);
+    });
+    user.in_dialog("unlistedNames", [](QDialog &dialog) {
+        auto *list = dialog.findChild<QListWidget *>();
+        const auto *open = dialog.findChild<QDialogButtonBox *>()->buttons().first();
+        ASSERT_EQ(open->text(), "&Open");
+        ASSERT_EQ(list->count(), 4);
+        list->clearSelection();
+        for (const int row : {3, 0, 1})
+            list->item(row)->setSelected(true);
+        EXPECT_FALSE(open->isEnabled()); // with a folder among them
+        list->item(0)->setSelected(false);
+        press_accept(dialog);
+    });
+    EXPECT_EQ(get_files(), (strings{"one\xE4.pdf", "two\xE4.pdf"}));
+}
+
+TEST_F(FileChoosers, TheOtherChoosersTakeOneFileWhateverIsSelectedOrTyped)
+{
+    for (const char *name : {"a.ps", "b.ps"})
+        folder.write(name, "");
+    user.in_chooser([](QFileDialog &chooser) {
+        click_row(chooser, "a.ps");
+        click_row_too(chooser, "b.ps");
+        press_accept(chooser);
+    });
+    EXPECT_EQ(get_file1(".ps"), folder / "b.ps");
+    user.in_chooser([](QFileDialog &chooser) {
+        type_name(chooser, "\"a.ps\" \"b.ps\"");
+        press_accept(chooser);
+    });
+    user.reads("/\"a.ps\" \"b.ps\": File not found!");
+    user.cancels();
+    EXPECT_EQ(get_file1(".ps"), "none");
+    // Of the choosers that keep the flag, too, those of a folder, an application and a new file.
+    folder.make_folder("sub");
+    folder.make_folder("sub.b");
+    user.in_chooser([](QFileDialog &chooser) {
+        click_row(chooser, "sub");
+        click_row_too(chooser, "sub.b");
+        press_accept(chooser);
+    });
+    char path[path_size] = "";
+    EXPECT_EQ(nav_get_working_folder1(path, "Select a working folder"), 1);
+    EXPECT_EQ(path, folder / "sub.b");
 }
 
 // ---- saving ----

@@ -19,6 +19,9 @@ TEST_F(FileChoosersWithoutADesktop, ChooseNothingAndLeaveTheBuffer)
     EXPECT_EQ(appFilterProc1, &myAppFilterProc1);
     char path[path_size] = "old";
     EXPECT_EQ(nav_get_file1(path, ".ps", nullptr, 1, "Select an input file"), 0);
+    std::vector<std::string> paths = {"old"};
+    EXPECT_EQ(nav_get_files1(&paths, ".pdf", "Add PDF files"), 0);
+    EXPECT_EQ(paths, std::vector<std::string>{"old"});
     EXPECT_EQ(nav_get_working_folder1(path, "Select a working folder"), 0);
     EXPECT_EQ(nav_get_app1("", path, four_chars("****"), 0), 0);
     EXPECT_EQ(nav_put_file1("Save", "", path), 0);
