@@ -20,9 +20,10 @@ using ControlPartCode = std::int16_t;
 constexpr ControlPartCode kControlEntireControl = 0;
 constexpr ControlPartCode kControlEditTextPart = 5;
 
-// What a control knows of itself. A text is UTF-8, of a label or an edit field; a label that the
-// interface file gives the property "elide" ("middle", "right") shows as much of it as has room. An
-// edit field with the property "maxBytes" takes no more.
+// What a control knows of itself. A text, of a label or an edit field, is UTF-8, and bytes that are
+// none come back as they are. A label that the interface file gives the property "elide" ("middle",
+// "right") shows as much of it as has room. An edit field with the property "maxBytes" takes no
+// more.
 constexpr OSType kControlStaticTextTextTag = four_chars("text");
 constexpr OSType kControlEditTextSelectionTag = four_chars("sele");
 constexpr OSType kControlProgressBarIndeterminateTag = four_chars("inde"); // a Boolean
@@ -65,6 +66,10 @@ void HideControl(ControlRef control); // others take its room
 
 // Gives the keyboard to the control. errCouldntSetFocus when it takes none.
 OSErr SetKeyboardFocus(WindowRef window, ControlRef control, ControlPartCode part);
+
+// The control that has it, or had it last; null: none. errUnknownControl, and *control unchanged,
+// without a window.
+OSErr GetKeyboardFocus(WindowRef window, ControlRef *control);
 
 // The control that contains all others of the window; errNoRootControl when there is none.
 OSErr GetRootControl(WindowRef window, ControlRef *root);

@@ -51,6 +51,11 @@ OSErr SetKeyboardFocus(WindowRef /*window*/, ControlRef /*control*/, ControlPart
     return errUnknownControl;
 }
 
+OSErr GetKeyboardFocus(WindowRef /*window*/, ControlRef * /*control*/)
+{
+    return errUnknownControl;
+}
+
 OSErr GetRootControl(WindowRef /*window*/, ControlRef * /*root*/)
 {
     return errNoRootControl;

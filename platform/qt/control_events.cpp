@@ -1,6 +1,7 @@
 #include "platform/qt/control_events.h"
 
 #include "platform/qt/list_control.h"
+#include "platform/qt/shown_names.h"
 #include "platform/qt/state.h"
 #include "platform/strings.h"
 
@@ -32,12 +33,12 @@ void tell_hit(QWidget *control)
 void keep_within(QLineEdit *field)
 {
     const QVariant most = field->property("maxBytes");
-    const QByteArray text = field->text().toUtf8();
+    const QByteArray text = platform::field_bytes(field->text());
     const auto length = static_cast<std::size_t>(text.size());
     if (!most.isValid() || length <= most.toUInt())
         return;
     const std::size_t kept = platform::whole_characters(text.constData(), most.toUInt());
-    field->setText(QString::fromUtf8(text.constData(), static_cast<qsizetype>(kept)));
+    field->setText(platform::field_text({text.constData(), kept}));
 }
 
 // Sees the pointer over all that is in a window.

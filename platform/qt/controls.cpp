@@ -2,6 +2,7 @@
 
 #include "platform/dialogs.h"
 #include "platform/qt/list_control.h"
+#include "platform/qt/shown_names.h"
 #include "platform/qt/state.h"
 
 #include <QAbstractButton>
@@ -17,7 +18,7 @@
 
 namespace {
 
-constexpr char whole_text[] = "wholeText"; // the property that keeps what an eliding label shows
+constexpr char whole_text[] = "wholeText"; // the property that keeps what a label shows in its way
 
 QWidget *widget_of(ControlRef control)
 {
@@ -43,7 +44,8 @@ Qt::TextElideMode elide_mode(const QLabel *label)
 // Shows as much of the whole text as has room, and all of it to who points at it or listens.
 void elide(QLabel *label)
 {
-    const QString whole = label->property(whole_text).toString();
+    const QString whole =
+        platform::shown_name(label->property(whole_text).toByteArray().toStdString());
     const QString shown =
         label->fontMetrics().elidedText(whole, elide_mode(label), label->contentsRect().width());
     // It stands beside its caption, whichever way its own text runs.
@@ -74,11 +76,44 @@ public:
     }
 };
 
-void set_label(QLabel *label, const QString &text)
+// Keeps the room that a label of several lines needs: a layout does not count it among what a
+// window needs at least.
+class room_keeper : public QObject {
+public:
+    explicit room_keeper(QLabel *label) : QObject(label)
+    {
+        label->installEventFilter(this);
+    }
+
+    static void keep(QLabel *label)
+    {
+        if (label->isVisible()) // else its width is no real one yet
+            label->setMinimumHeight(label->heightForWidth(label->width()));
+    }
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Resize || event->type() == QEvent::FontChange ||
+            event->type() == QEvent::Show)
+            keep(static_cast<QLabel *>(watched));
+        return false;
+    }
+};
+
+void set_label(QLabel *label, const QByteArray &text)
 {
     label->setTextFormat(Qt::PlainText); // a name may look like anything
+    if (label->wordWrap()) {             // and be long: it must not make the window wide
+        if (!label->property(whole_text).isValid())
+            new room_keeper(label); // which the label owns
+        label->setProperty(whole_text, text);
+        label->setText(platform::shown_message(text.toStdString()));
+        label->setAccessibleName(platform::shown_name(text.toStdString()));
+        room_keeper::keep(label);
+        return;
+    }
     if (elide_mode(label) == Qt::ElideNone) {
-        label->setText(text);
+        label->setText(QString::fromUtf8(text));
         return;
     }
     if (!label->property(whole_text).isValid())
@@ -131,9 +166,9 @@ OSErr GetControlData(ControlRef control, ControlPartCode /*part*/, OSType tag, s
         return errDataNotSupported;
     } else if (const auto *label = qobject_cast<QLabel *>(widget_of(control))) {
         const QVariant whole = label->property(whole_text);
-        text = (whole.isValid() ? whole.toString() : label->text()).toUtf8();
+        text = whole.isValid() ? whole.toByteArray() : label->text().toUtf8();
     } else if (const auto *field = qobject_cast<QLineEdit *>(widget_of(control))) {
-        text = field->text().toUtf8();
+        text = platform::field_bytes(field->text());
     } else {
         return errDataNotSupported;
     }
@@ -153,12 +188,11 @@ OSErr SetControlData(ControlRef control, ControlPartCode /*part*/, OSType tag, s
     auto *field = qobject_cast<QLineEdit *>(widget_of(control));
     auto *bar = qobject_cast<QProgressBar *>(widget_of(control));
     if (tag == kControlStaticTextTextTag && (label != nullptr || field != nullptr)) {
-        const QString text =
-            QString::fromUtf8(static_cast<const char *>(data), static_cast<qsizetype>(size));
+        const auto *const text = static_cast<const char *>(data);
         if (label != nullptr)
-            set_label(label, text);
+            set_label(label, QByteArray(text, static_cast<qsizetype>(size)));
         else
-            field->setText(text);
+            field->setText(platform::field_text({text, size}));
         return noErr;
     }
     if (tag == kControlEditTextSelectionTag && field != nullptr) {
@@ -257,6 +291,14 @@ OSErr SetKeyboardFocus(WindowRef window, ControlRef control, ControlPartCode /*p
     if (widget_of(control)->focusPolicy() == Qt::NoFocus)
         return errCouldntSetFocus;
     widget_of(control)->setFocus();
+    return noErr;
+}
+
+OSErr GetKeyboardFocus(WindowRef window, ControlRef *control)
+{
+    if (window == nullptr)
+        return errUnknownControl;
+    *control = reinterpret_cast<ControlRef>(window->widget->focusWidget());
     return noErr;
 }
 

@@ -1,7 +1,10 @@
 #include "platform/qt/list_control.h"
 
+#include "platform/qt/shown_names.h"
+
 #include <QKeyEvent>
 #include <QSignalBlocker>
+#include <QStyledItemDelegate>
 
 #include <algorithm>
 #include <utility>
@@ -17,7 +20,11 @@ public:
         : QObject(own), list(own), used(std::move(told))
     {
         list->installEventFilter(this);
-        connect(list, &QListWidget::currentRowChanged, this, [this] { used(); });
+        connect(list, &QListWidget::currentRowChanged, this, [this](int row) {
+            if (row >= 0) // the keyboard alone makes an item the current one without selecting it
+                list->item(row)->setSelected(true);
+            used();
+        });
         // The drop is still going on when the rows have moved.
         connect(
             list->model(), &QAbstractItemModel::rowsMoved, this, [this] { used(); },
@@ -71,6 +78,23 @@ private:
     const std::function<void()> used;
 };
 
+// Names run from left to right even in a window that runs the other way: a path would get its
+// slashes on the wrong side.
+class name_delegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        if (option->direction == Qt::LeftToRight || option->text.isRightToLeft())
+            return;
+        option->direction = Qt::LeftToRight;
+        option->displayAlignment = Qt::AlignRight | Qt::AlignVCenter;
+    }
+};
+
 void set_numbers(QListWidget *list)
 {
     for (int row = 0; row < list->count(); ++row)
@@ -82,6 +106,7 @@ void set_numbers(QListWidget *list)
 void platform::watch_list(QListWidget *list, std::function<void()> used)
 {
     new list_keeper(list, std::move(used));
+    list->setItemDelegate(new name_delegate(list));
 }
 
 void platform::set_list_items(QListWidget *list, std::string_view texts)
@@ -89,7 +114,7 @@ void platform::set_list_items(QListWidget *list, std::string_view texts)
     QStringList wanted;
     while (!texts.empty()) {
         const std::size_t end = std::min(texts.find('\0'), texts.size());
-        wanted << QString::fromUtf8(texts.data(), static_cast<qsizetype>(end));
+        wanted << shown_name(std::string(texts.substr(0, end)));
         texts.remove_prefix(std::min(end + 1, texts.size()));
     }
     QStringList present;

@@ -6,49 +6,11 @@
 
 namespace {
 
-struct character {
-    char32_t code;
-    std::size_t bytes; // that it takes
-    bool latin1;       // it is a byte that is no UTF-8
-};
+using platform::character;
 
 bool between(char32_t c, char32_t first, char32_t last)
 {
     return c >= first && c <= last;
-}
-
-character first_character(std::string_view bytes)
-{
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-    const char32_t first = byte(0);
-    if (first < 0x80)
-        return {first, 1, false};
-    std::size_t size = 0;
-    char32_t least = 0;
-    char32_t code = 0;
-    if (between(first, 0xC2, 0xDF)) {
-        size = 2;
-        code = first & 0x1F;
-        least = 0x80;
-    } else if (between(first, 0xE0, 0xEF)) {
-        size = 3;
-        code = first & 0x0F;
-        least = 0x800;
-    } else if (between(first, 0xF0, 0xF4)) {
-        size = 4;
-        code = first & 0x07;
-        least = 0x10000;
-    }
-    if (size == 0 || bytes.size() < size)
-        return {first, 1, true};
-    for (std::size_t i = 1; i < size; ++i) {
-        if ((byte(i) & 0xC0U) != 0x80)
-            return {first, 1, true};
-        code = (code << 6) | (byte(i) & 0x3FU);
-    }
-    if (code < least || code > 0x10FFFF || between(code, 0xD800, 0xDFFF))
-        return {first, 1, true};
-    return {code, size, false};
 }
 
 // Characters that are not to be seen, or that turn the direction of what follows.
@@ -99,6 +61,40 @@ std::size_t plain_start(std::string_view bytes)
 } // namespace
 
 namespace platform {
+
+character first_character(std::string_view bytes)
+{
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    const char32_t first = byte(0);
+    if (first < 0x80)
+        return {first, 1, false};
+    std::size_t size = 0;
+    char32_t least = 0;
+    char32_t code = 0;
+    if (between(first, 0xC2, 0xDF)) {
+        size = 2;
+        code = first & 0x1F;
+        least = 0x80;
+    } else if (between(first, 0xE0, 0xEF)) {
+        size = 3;
+        code = first & 0x0F;
+        least = 0x800;
+    } else if (between(first, 0xF0, 0xF4)) {
+        size = 4;
+        code = first & 0x07;
+        least = 0x10000;
+    }
+    if (size == 0 || bytes.size() < size)
+        return {first, 1, true};
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xC0U) != 0x80)
+            return {first, 1, true};
+        code = (code << 6) | (byte(i) & 0x3FU);
+    }
+    if (code < least || code > 0x10FFFF || between(code, 0xD800, 0xDFFF))
+        return {first, 1, true};
+    return {code, size, false};
+}
 
 std::size_t shown_text::place_of(qsizetype unit) const
 {

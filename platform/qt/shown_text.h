@@ -11,6 +11,14 @@
 
 namespace platform {
 
+struct character {
+    char32_t code;
+    std::size_t bytes; // that it takes
+    bool latin1;       // it is a byte that is no UTF-8
+};
+
+character first_character(std::string_view bytes); // of one byte at least
+
 // Text as it is shown, and which byte each of its units stands for.
 struct shown_text {
     QString text;
