@@ -19,12 +19,19 @@ char posix_folder[path_size]; // the folder that the window shows first
 
 std::vector<merge_word> words; // the items of the list, in its order
 
+// A button that has nothing more to do leaves the keyboard to the list: the next button would get
+// it, and do something else with the same key.
 void set_active(WindowRef window, std::int32_t id, bool active)
 {
-    if (active)
-        ActivateControl(dialog_control(window, id));
-    else
-        DeactivateControl(dialog_control(window, id));
+    ControlRef control = dialog_control(window, id);
+    if (active) {
+        ActivateControl(control);
+        return;
+    }
+    ControlRef focus = nullptr;
+    if (GetKeyboardFocus(window, &focus) == noErr && focus == control)
+        SetKeyboardFocus(window, dialog_control(window, merge_list), kControlEntireControl);
+    DeactivateControl(control);
 }
 
 std::string field_text(WindowRef window)
@@ -118,25 +125,36 @@ void change_selected(WindowRef window, std::int32_t button)
     update_buttons(window);
 }
 
-void add_file(WindowRef window)
+// Why the files were not added: from the one at `first` on there is no room.
+std::string no_room(const std::vector<std::string> &paths, std::size_t first,
+                    const merge_word &word)
 {
-    char path[path_size];
-    if (nav_get_file1(path, ".pdf", nullptr, 0, "Add a PDF file") == 0)
+    const auto name = [](const std::string &path) { return path.substr(path.rfind('/') + 1); };
+    const std::string limit = "all names together have at most 1023 bytes. ";
+    const std::string advice = word.name.starts_with('/')
+                                   ? "Choose the folder that the files lie in first."
+                                   : "Merge some of them first.";
+    if (paths.size() == 1)
+        return "There is no room for " + name(paths[0]) + ": " + limit + advice;
+    return "Nothing was added, because from " + name(paths[first]) + " on there is no room for " +
+           std::to_string(paths.size() - first) + " of the " + std::to_string(paths.size()) +
+           " files: " + limit + advice;
+}
+
+// All of them, or none: in half a list something would be missing without being missed.
+void add_files(WindowRef window)
+{
+    std::vector<std::string> paths;
+    if (nav_get_files1(&paths, ".pdf", "Add PDF files") == 0)
         return;
-    const std::string before = field_text(window);
-    words.push_back(word_for(path, pdfmerge_folder));
-    const std::string text = join_words(words);
-    SetEditData(window, first_field, text.c_str());
-    if (field_text(window) != text) {
-        words.pop_back();
-        SetEditData(window, first_field, before.c_str());
-        tell(window, text.size() >= field_size
-                         ? std::string("There is no room for ") + path +
-                               ": all names together have at most 1023 bytes. Choose the folder "
-                               "that the files lie in first."
-                         : std::string(path) + ": the name is not UTF-8. Rename the file.");
-        return;
+    std::vector<merge_word> longer = words;
+    for (std::size_t number = 0; number < paths.size(); ++number) {
+        longer.push_back(word_for(paths[number], pdfmerge_folder));
+        if (join_words(longer).size() >= field_size)
+            return tell(window, no_room(paths, number, longer.back()));
     }
+    words = std::move(longer);
+    SetEditData(window, first_field, join_words(words).c_str());
     tell(window, "");
     show_list(window);
     SetControl32BitValue(dialog_control(window, merge_list),
@@ -160,7 +178,7 @@ OSStatus list_handler(EventHandlerCallRef /*call*/, EventRef event, void *userDa
     else if (id.id == merge_list)
         follow_list(window);
     else if (id.id == merge_add)
-        add_file(window);
+        add_files(window);
     else if (id.id == merge_remove || id.id == merge_up || id.id == merge_down)
         change_selected(window, id.id);
     else

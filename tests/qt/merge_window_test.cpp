@@ -5,22 +5,28 @@
 #include "dialogs/dialog_machinery.h"
 #include "engine/pdf_merge.h"
 #include "engine/tool_runner.h"
+#include "platform/processes.h"
 #include "platform/strings.h"
 #include "settings/prefs_store.h"
 #include "tests/qt/chooser_user.h"
 #include "tests/qt/desktop_test.h"
 #include "tests/qt/traced_settings.h"
+#include "tests/support/hostile_names.h"
 #include "tests/support/terminal_user.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMimeData>
 #include <QPushButton>
+#include <QStyledItemDelegate>
 #include <QTest>
 #include <QWindow>
 
+#include <cstdio>
+#include <set>
 #include <unistd.h>
 
 namespace {
@@ -93,11 +99,29 @@ protected:
     void adds(const QWidget &window, const std::string &path)
     {
         user.in_chooser([path](QFileDialog &chooser) {
-            EXPECT_EQ(chooser.windowTitle(), "Add a PDF file");
+            EXPECT_EQ(chooser.windowTitle(), "Add PDF files");
             type_name(chooser, path);
             press_accept(chooser);
         });
         click(window, merge_add);
+    }
+
+    // Several at once, by clicks in the folder that the chooser shows.
+    void adds_several(const QWidget &window, const strings &clicked)
+    {
+        user.in_chooser([clicked](QFileDialog &chooser) {
+            sort_by_name(chooser);
+            for (const std::string &name : clicked)
+                name == clicked[0] ? click_row(chooser, name) : click_row_too(chooser, name);
+            press_accept(chooser);
+        });
+        click(window, merge_add);
+    }
+
+    static std::string notice(const QWidget &window)
+    {
+        const auto &label = *qobject_cast<QLabel *>(control_in(window, merge_notice));
+        return label.isVisible() ? label.accessibleName().toStdString() : "";
     }
 
     // Opens the window with what the buffers hold.
@@ -338,14 +362,280 @@ TEST_F(QtMergeWindow, WhatFindsNoRoomIsToldAndNotAdded)
 {
     platform::copy_whole(list, std::string(1015, 'x').c_str());
     folder.write("long name.pdf", "");
-    folder.write("bad\xFF.pdf", "");
+    folder.write("s.pdf", "");
     look([this](QWidget &window) {
         adds(window, folder / "long name.pdf");
         EXPECT_EQ(names(window).text(), QString(1015, 'x'));
         EXPECT_EQ(listed_files(window).size(), 1U);
-        const auto &notice = *qobject_cast<QLabel *>(control_in(window, merge_notice));
-        EXPECT_TRUE(notice.isVisible());
-        EXPECT_TRUE(notice.text().contains("no room")) << notice.text().toStdString();
+        EXPECT_EQ(notice(window), "There is no room for long name.pdf: all names together have at "
+                                  "most 1023 bytes. Merge some of them first.");
+        adds(window, folder / "s.pdf"); // which fits
+        EXPECT_EQ(listed_files(window).size(), 2U);
+        EXPECT_EQ(notice(window), "");
+    });
+}
+
+TEST_F(QtMergeWindow, WhenNotAllFindRoomNoneIsAdded)
+{
+    strings all;
+    for (int number = 1; number <= 12; ++number) {
+        all.push_back("file " + std::to_string(number) + ".pdf");
+        folder.write(all.back(), "");
+    }
+    const temporary_folder elsewhere;
+    platform::copy_whole(in, elsewhere.path().c_str());
+    const std::size_t word = (folder / all[8]).size() + 3; // with quotes and a blank
+    const std::string first(1023 - 9 * word, 'x');         // so that nine fit to the byte
+    platform::copy_whole(list, first.c_str());
+    look([&](QWidget &window) {
+        const int width = window.width();
+        adds_several(window, all);
+        EXPECT_EQ(listed_files(window), strings{first});
+        EXPECT_EQ(names(window).text().toStdString(), first);
+        EXPECT_EQ(notice(window),
+                  "Nothing was added, because from file 10.pdf on there is no room for 3 of the 12 "
+                  "files: all names together have at "
+                  "most 1023 bytes. Choose the folder that the files lie in first.");
+        EXPECT_EQ(window.width(), width); // a long path does not widen it
+        user.cancels();
+        click(window, merge_add); // which changes nothing
+        EXPECT_NE(notice(window), "");
+        adds_several(window, strings(all.begin(), all.begin() + 9));
+        EXPECT_EQ(names(window).text().size(), 1023);
+        EXPECT_EQ(listed_files(window).size(), 10U);
+        EXPECT_EQ(notice(window), "");
+    });
+}
+
+TEST_F(QtMergeWindow, TheNoticeHasItsRoomInTheSmallestWindow)
+{
+    const QFont usual = QApplication::font();
+    const std::string long_name = std::string(251, 'n') + ".pdf";
+    folder.write(long_name, "");
+    platform::copy_whole(list, std::string(1015, 'x').c_str());
+    for (const int points : {usual.pointSize(), 20}) {
+        for (const auto direction : {Qt::LeftToRight, Qt::RightToLeft}) {
+            QFont font = usual;
+            font.setPointSize(points);
+            QApplication::setFont(font);
+            QApplication::setLayoutDirection(direction);
+            look([&](QWidget &window) {
+                adds(window, folder / long_name);
+                EXPECT_NE(notice(window).find(long_name), std::string::npos);
+                window.resize(10, 10);
+                QCoreApplication::processEvents();
+                const QWidget *label = control_in(window, merge_notice);
+                EXPECT_GE(label->height(), label->heightForWidth(label->width()));
+                for (const int id : {1, 2, 3, 11, 12, 13, 14}) {
+                    const QWidget *button = control_in(window, id);
+                    EXPECT_GE(button->height(), button->sizeHint().height()) << id << points;
+                    const QRect place(button->mapTo(&window, QPoint(0, 0)), button->size());
+                    EXPECT_TRUE(window.rect().contains(place)) << id << points;
+                }
+                EXPECT_LT(window.width(), 1000);
+                EXPECT_LT(window.height(), 760);
+            });
+        }
+    }
+    QApplication::setLayoutDirection(Qt::LeftToRight);
+    QApplication::setFont(usual);
+}
+
+TEST_F(QtMergeWindow, TheEndOfALongPathIsSeen)
+{
+    const std::string long_path = "/papers/" + std::string(300, 'n');
+    platform::copy_whole(list, (long_path + "/a.pdf " + long_path + "/b.pdf c.pdf").c_str());
+    look([&](QWidget &window) {
+        QListWidget &shown_list = files(window);
+        shown_list.setAlternatingRowColors(false);
+        shown_list.setCurrentRow(2);
+        QCoreApplication::processEvents();
+        const auto picture = [&](int row) {
+            QRect place = shown_list.visualItemRect(shown_list.item(row));
+            return shown_list.viewport()->grab(place & shown_list.viewport()->rect()).toImage();
+        };
+        EXPECT_NE(picture(0), picture(1));
+        EXPECT_EQ(shown_list.item(0)->toolTip().toStdString(), long_path + "/a.pdf");
+    });
+}
+
+TEST_F(QtMergeWindow, NamesRunFromLeftToRightInAWindowThatRunsTheOtherWay)
+{
+    QApplication::setLayoutDirection(Qt::RightToLeft);
+    platform::copy_whole(list, "'(a).pdf' '\xD7\x90.pdf'"); // the second one in Hebrew letters
+    look([&](QWidget &window) {
+        QListWidget &shown_list = files(window);
+        const auto picture = [&](int row) {
+            shown_list.setCurrentRow(row == 0 ? 1 : 0);
+            return shown_list.viewport()->grab(shown_list.visualItemRect(shown_list.item(row)));
+        };
+        const QImage mirrored = picture(0).toImage();
+        const QImage hebrew = picture(1).toImage();
+        shown_list.setItemDelegate(new QStyledItemDelegate(&shown_list));
+        EXPECT_NE(picture(0).toImage(), mirrored); // as it would be otherwise: ".pdf(a)"
+        EXPECT_EQ(picture(1).toImage(), hebrew);
+    });
+    QApplication::setLayoutDirection(Qt::LeftToRight);
+}
+
+// ---- adding ----
+
+TEST_F(QtMergeWindow, SeveralFilesAreAddedInTheirNaturalOrder)
+{
+    for (const char *name : {"page 10.pdf", "page 2.pdf", "it's.pdf", "a.pdf"})
+        folder.write(name, "");
+    platform::copy_whole(list, "first.pdf *.pdf");
+    EXPECT_EQ(open([&](QWidget &window) {
+                  select(window, 0);
+                  adds_several(window, {"page 10.pdf", "it's.pdf", "page 2.pdf"});
+                  EXPECT_EQ(listed_files(window), (strings{"first.pdf", "*.pdf", "it's.pdf",
+                                                           "page 2.pdf", "page 10.pdf"}));
+                  EXPECT_EQ(files(window).currentRow(), 4);
+                  adds_several(window, {"a.pdf"});
+                  adds_several(window, {"a.pdf"}); // once more is twice in the result
+                  type(output(window), "out.pdf");
+                  click(window, 1);
+              }),
+              1);
+    EXPECT_STREQ(list, "first.pdf *.pdf 'it'\\''s.pdf' 'page 2.pdf' 'page 10.pdf' a.pdf a.pdf");
+}
+
+TEST_F(QtMergeWindow, EveryNameIsCarriedThroughTheFieldByteForByte)
+{
+    strings all = hostile_names();
+    std::string every_byte;
+    for (int byte = 1; byte < 256; ++byte)
+        every_byte += byte == '/' ? "" : std::string(1, static_cast<char>(byte));
+    all.push_back(every_byte);
+    all.push_back("\xEF\xBB\xBFmark"); // of the byte order
+    for (const char *bad : {"\xED\xA0\x80", "\xED\xB3\xA4", "\xC0\xAF", "\xF4\x90\x80\x80"})
+        all.push_back(bad); // a surrogate, one like the field's own, an overlong slash, too large
+    for (const std::string &name : all) {
+        SCOPED_TRACE(name);
+        const std::string word = platform::as_word(name.c_str());
+        platform::copy_whole(list, word.c_str());
+        EXPECT_EQ(open([](QWidget &window) {
+                      type(output(window), "out.pdf");
+                      click(window, 1);
+                  }),
+                  1);
+        EXPECT_EQ(list, word);
+    }
+}
+
+TEST_F(QtMergeWindow, BytesThatAreNotUtf8CountAsBytes)
+{
+    platform::copy_whole(list, "\xE4\xF6");
+    EXPECT_EQ(open([](QWidget &window) {
+                  names(window).setFocus();
+                  names(window).setCursorPosition(0);
+                  QTest::keyClicks(&names(window), QString(1030, 'x'));
+                  type(output(window), "out.pdf");
+                  click(window, 1);
+              }),
+              1);
+    EXPECT_EQ(std::string(list).size(), 1023U);
+}
+
+TEST_F(QtMergeWindow, ANameThatIsNotUtf8IsAddedAndShownInTheList)
+{
+    folder.write("latin\xE4.pdf", "");
+    EXPECT_EQ(open([&](QWidget &window) {
+                  user.in_chooser([](QFileDialog &chooser) {
+                      QTest::mouseClick(chooser.findChild<QPushButton *>("unlistedButton"),
+                                        Qt::LeftButton);
+                  });
+                  user.in_dialog("unlistedNames", [](QDialog &dialog) { press_accept(dialog); });
+                  click(window, merge_add);
+                  EXPECT_EQ(listed_files(window), strings{"latin\\xe4.pdf"});
+                  EXPECT_EQ(notice(window), "");
+                  type(output(window), "out.pdf");
+                  click(window, 1);
+              }),
+              1);
+    EXPECT_STREQ(list, "'latin\xE4.pdf'");
+}
+
+// ---- by keyboard ----
+
+TEST_F(QtMergeWindow, AButtonThatCanDoNoMoreLeavesTheKeyboardToTheList)
+{
+    platform::copy_whole(list, "1.pdf 2.pdf 3.pdf");
+    look([](QWidget &window) {
+        const auto hit = [&window](int button) {
+            control_in(window, button)->setFocus();
+            QTest::keyClick(control_in(window, button), Qt::Key_Space);
+        };
+        select(window, 2);
+        hit(merge_up);
+        EXPECT_TRUE(control_in(window, merge_up)->hasFocus());
+        hit(merge_up);
+        EXPECT_EQ(names(window).text(), "3.pdf 1.pdf 2.pdf");
+        EXPECT_TRUE(files(window).hasFocus());
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space); // once too often
+        EXPECT_EQ(names(window).text(), "3.pdf 1.pdf 2.pdf");
+        EXPECT_EQ(files(window).currentRow(), 0);
+        EXPECT_TRUE(files(window).item(0)->isSelected());
+        hit(merge_down);
+        hit(merge_down);
+        EXPECT_TRUE(files(window).hasFocus());
+        EXPECT_EQ(names(window).text(), "1.pdf 2.pdf 3.pdf");
+        for (int left = 2; left >= 0; --left) {
+            hit(merge_remove);
+            EXPECT_EQ(files(window).count(), left);
+            EXPECT_EQ(files(window).selectedItems().size(), left > 0 ? 1 : 0);
+        }
+        EXPECT_TRUE(files(window).hasFocus());
+    });
+}
+
+TEST_F(QtMergeWindow, WhatHasTheKeyboardInTheListIsSelected)
+{
+    platform::copy_whole(list, "1.pdf 2.pdf");
+    look([](QWidget &window) {
+        QTest::keyClick(&names(window), Qt::Key_Tab);
+        ASSERT_TRUE(files(window).hasFocus());
+        EXPECT_EQ(files(window).currentRow(), 0);
+        EXPECT_TRUE(files(window).item(0)->isSelected());
+        EXPECT_TRUE(control_in(window, merge_remove)->isEnabled());
+        EXPECT_TRUE(control_in(window, merge_down)->isEnabled());
+        QTest::keyClick(&files(window), Qt::Key_Down);
+        EXPECT_EQ(files(window).selectedItems(), QList{files(window).item(1)});
+    });
+}
+
+TEST_F(QtMergeWindow, TabGoesThroughTheWindowAsItIsRead)
+{
+    platform::copy_whole(list, "1.pdf 2.pdf 3.pdf");
+    look([](QWidget &window) {
+        select(window, 1); // so that every button is in use
+        names(window).setFocus();
+        const int order[] = {4, merge_list, merge_add, merge_remove, merge_up, merge_down, 3, 6,
+                             2, 1,          4};
+        for (const int id : order) {
+            EXPECT_EQ(QApplication::focusWidget(), control_in(window, id)) << id;
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        }
+    });
+}
+
+TEST_F(QtMergeWindow, EveryControlTellsScreenReadersWhatItIs)
+{
+    look([](QWidget &window) {
+        std::set<QString> descriptions;
+        for (int id = 1; id <= merge_notice; ++id) {
+            QWidget *const control = control_in(window, id);
+            if (control == nullptr)
+                continue;
+            QAccessibleInterface *const told = QAccessible::queryAccessibleInterface(control);
+            const QString description = told->text(QAccessible::Description);
+            EXPECT_FALSE(description.isEmpty()) << id;
+            EXPECT_TRUE(descriptions.insert(description).second) << description.toStdString();
+            if (id != merge_notice) {
+                EXPECT_FALSE(told->text(QAccessible::Name).isEmpty()) << id;
+            }
+        }
+        EXPECT_EQ(descriptions.size(), 12U);
     });
 }
 
@@ -397,6 +687,25 @@ TEST_F(QtMerge, WhatIsAskedForIsKeptAndMerged)
         click(window, 2);
     });
     do_pdfmerge();
+}
+
+TEST_F(QtMerge, NamesThatAreNotUtf8AreMergedAndRemembered)
+{
+    ASSERT_EQ(std::rename((folder / "one.pdf").c_str(), (folder / "one\xE4.pdf").c_str()), 0);
+    const auto merge = [this](const std::string &expected) {
+        user.in_window(title, [expected](QWidget &window) {
+            EXPECT_EQ(listed_files(window), (strings{expected, "two.pdf"}));
+            type(output(window), "both.pdf");
+            click(window, 1);
+        });
+        do_pdfmerge();
+        EXPECT_EQ(pdf_page_count(folder / "both.pdf"), 2) << shown();
+    };
+    set_str_resource("PDFMERGE_INFILES", "'one\xE4.pdf' two.pdf");
+    merge("one\\xe4.pdf");
+    EXPECT_EQ(string_setting("PDFMERGE_INFILES", ""), "'one\xE4.pdf' two.pdf");
+    EXPECT_EQ(unlink((folder / "both.pdf").c_str()), 0);
+    merge("one\\xe4.pdf");
 }
 
 TEST_F(QtMerge, CancelPrintsAndStoresNothing)
