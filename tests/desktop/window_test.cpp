@@ -1,5 +1,5 @@
 // The window as a user meets it: real keys, a window manager, a display that dies.
-#include "tests/desktop/screen.h"
+#include "tests/desktop/desktop_window.h"
 #include "tests/support/eventually.h"
 #include "tests/support/own_bus.h"
 #include "tests/support/terminal_user.h"
@@ -17,89 +17,6 @@
 namespace {
 
 using strings = std::vector<std::string>;
-
-class Window : public ::testing::Test {
-protected:
-    Window()
-    {
-        user.environment["DISPLAY"] = desk.display();
-        for (const char *variable : {"WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "SESSION_MANAGER"})
-            user.environment[variable] = std::nullopt;
-        const std::string runtime = user.elsewhere("runtime");
-        EXPECT_EQ(mkdir(runtime.c_str(), 0700), 0);
-        user.environment["XDG_RUNTIME_DIR"] = runtime;
-    }
-
-    void open(const strings &words)
-    {
-        program_call call = user.call(words);
-        call.arguments[0] = PAPERMILL_BUNDLE "/Linux/papermill-desktop";
-        program = std::make_unique<running_program>(call);
-        console = desk.wait_for_window("Papermill");
-        ASSERT_NE(console, "");
-    }
-
-    void start(const strings &words)
-    {
-        open(words);
-        ASSERT_TRUE(desk.wait_for_focus(console));
-    }
-
-    bool wait_for(const std::string &tool) const
-    {
-        return eventually([&] { return !user.processes(tool).empty(); });
-    }
-
-    bool wait_for_end_of(const std::string &tool) const
-    {
-        return eventually([&] { return user.processes(tool).empty(); });
-    }
-
-    bool is_visible() const
-    {
-        return !desk.xdotool({"search", "--onlyvisible", "--name", "^Papermill$"}).empty();
-    }
-
-    // Presses the window manager's key for the close button, and once more when it takes no notice:
-    // a key may be lost while it is still busy with the window.
-    void close_console() const
-    {
-        using namespace std::chrono_literals;
-        for (int tries = 0; tries < 10 && is_visible(); ++tries) {
-            desk.press("alt+F4");
-            for (int looks = 0; looks < 100 && is_visible(); ++looks)
-                std::this_thread::sleep_for(20ms);
-        }
-        EXPECT_FALSE(is_visible());
-    }
-
-    // Waits for a menu that opens. Its window, or "".
-    std::string open_menu() const
-    {
-        std::string menu;
-        eventually([&] {
-            std::istringstream windows(
-                desk.xdotool({"search", "--onlyvisible", "--class", "papermill-desktop"}));
-            for (std::string each; windows >> each;)
-                menu = std::stol(each) == std::stol(console) ? menu : each;
-            return !menu.empty();
-        });
-        return menu;
-    }
-
-    void end_with_quit()
-    {
-        desk.press("ctrl+q");
-        const program_result result = program->finish();
-        EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_EQ(user.leftovers(), strings());
-    }
-
-    screen desk;
-    terminal_user user;
-    std::unique_ptr<running_program> program;
-    std::string console; // the window's number
-};
 
 // Another program's window, which takes the keyboard.
 struct another_window {
@@ -323,17 +240,6 @@ TEST_F(Window, TheMenusAreOpenedDuringARunAndEndNothing)
 
 // ---- dialogs ----
 
-namespace {
-
-// A button that is pressed by its letter is down for a moment, and a window that has just got the
-// keyboard may lose a key.
-void let_it_settle()
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-}
-
-} // namespace
-
 TEST_F(Window, AMissingToolIsToldOnceAtTheStart)
 {
     const std::string tools = user.elsewhere("tools");
@@ -383,37 +289,6 @@ TEST_F(Window, TheWindowManagersCloseCancelsADialog)
     ASSERT_TRUE(desk.wait_for_focus(console));
     EXPECT_EQ(user.papermill({"settings", "get", "GSCOMMAND"}).out, "");
     EXPECT_TRUE(is_visible());
-    end_with_quit();
-}
-
-TEST_F(Window, FilesAreMergedByHand)
-{
-    for (const char *name : {"one", "two words"}) {
-        user.write(std::string(name) + ".ps", drawing_ps(200, 100));
-        user.papermill({"ps2pdf", std::string(name) + ".ps", std::string(name) + ".pdf"});
-    }
-    user.set("PDFMERGE_DIR", user.work);
-    start({});
-    desk.press("ctrl+m");
-    const std::string asking = desk.wait_for_window("Merge PDF Files");
-    ASSERT_TRUE(desk.wait_for_focus(asking));
-    for (const char *name : {"two words.pdf", "one.pdf"}) {
-        desk.press("alt+a");
-        const std::string chooser = desk.wait_for_window("Add a PDF file");
-        ASSERT_TRUE(desk.wait_for_focus(chooser));
-        desk.xdotool({"type", user.path(name)});
-        desk.press("Return");
-        ASSERT_TRUE(desk.wait_for_focus(asking));
-        let_it_settle();
-    }
-    desk.press("alt+m");
-    desk.xdotool({"type", "both.pdf"});
-    let_it_settle();
-    desk.press("Return");
-    EXPECT_TRUE(eventually([&] { return pdf_page_count(user.path("both.pdf")) == 2; }));
-    ASSERT_TRUE(desk.wait_for_focus(console));
-    EXPECT_EQ(user.papermill({"settings", "get", "PDFMERGE_INFILES"}).out,
-              "'two words.pdf' one.pdf\n");
     end_with_quit();
 }
 
