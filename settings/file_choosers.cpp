@@ -228,7 +228,7 @@ void take_files(NavDialogRef dialog, const NavReplyRecord &reply, std::vector<st
 {
     std::int32_t count = 0;
     AECountItems(&reply.selection, &count);
-    paths->clear();
+    std::vector<std::string> chosen;
     for (std::int32_t number = 1; number <= count; ++number) {
         FSRef ref = {};
         char path[chosen_path_limit];
@@ -238,8 +238,9 @@ void take_files(NavDialogRef dialog, const NavReplyRecord &reply, std::vector<st
         if (access(path, R_OK) != 0)
             return platform::refuse_choice(dialog, "%s: the file can't be read: %s.", path,
                                            std::strerror(errno));
-        paths->push_back(path);
+        chosen.emplace_back(path);
     }
+    *paths = chosen;
 }
 
 // Makes the file, or empties it. A device or a pipe holds nothing that could be emptied, and to
