@@ -407,7 +407,7 @@ TEST_F(QtMergeWindow, WhenNotAllFindRoomNoneIsAdded)
     });
 }
 
-TEST_F(QtMergeWindow, TheNoticeHasItsRoomInTheSmallestWindow)
+TEST_F(QtMergeWindow, EverythingHasItsRoomInTheSmallestWindow)
 {
     const QFont usual = QApplication::font();
     const std::string long_name = std::string(251, 'n') + ".pdf";
@@ -420,6 +420,11 @@ TEST_F(QtMergeWindow, TheNoticeHasItsRoomInTheSmallestWindow)
             QApplication::setFont(font);
             QApplication::setLayoutDirection(direction);
             look([&](QWidget &window) {
+                window.resize(10, 10);
+                QCoreApplication::processEvents();
+                const QListWidget &shown_list = files(window);
+                EXPECT_GE(shown_list.viewport()->width(),
+                          8 * shown_list.fontMetrics().averageCharWidth());
                 adds(window, folder / long_name);
                 EXPECT_NE(notice(window).find(long_name), std::string::npos);
                 window.resize(10, 10);
