@@ -237,15 +237,17 @@ TEST_F(TextEngine, StylesNeedASelectionAndKnownAttributes)
 TEST_F(TextEngine, TheFrameIsWhereItIsPut)
 {
     TXNSetFrameBounds(object, 10, 20, 110, 320, frame_id);
-    EXPECT_EQ(view().geometry(), QRect(20, 10, 300, 100));
+    const QPoint corner = platform::content_of(*window).topLeft();
+    EXPECT_EQ(view().geometry(), QRect(20, 10, 300, 100).translated(corner));
 }
 
 TEST_F(TextEngine, TheFrameMakesRoomForASheet)
 {
-    window->widget->setContentsMargins(0, 50, 0, 0);
-    EXPECT_EQ(view().geometry(), QRect(0, 50, 400, 250));
-    window->widget->setContentsMargins(0, 0, 0, 0);
-    EXPECT_EQ(view().geometry(), QRect(0, 0, 400, 300));
+    const int bar = platform::content_of(*window).top();
+    window->widget->setContentsMargins(0, bar + 50, 0, 0);
+    EXPECT_EQ(view().geometry(), QRect(0, bar + 50, 400, 250));
+    window->widget->setContentsMargins(0, bar, 0, 0);
+    EXPECT_EQ(view().geometry(), QRect(0, bar, 400, 300));
 }
 
 TEST_F(TextEngine, AClickGoesToItsPlaceInTheText)
