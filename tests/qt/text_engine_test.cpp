@@ -5,6 +5,7 @@
 #include "platform/qt/state.h"
 #include "platform/qt/text_view.h"
 #include "settings/path_utils.h"
+#include "tests/qt/desktop_test.h"
 #include "tests/support/temporary_folder.h"
 
 #include <QApplication>
@@ -244,10 +245,14 @@ TEST_F(TextEngine, TheFrameIsWhereItIsPut)
 TEST_F(TextEngine, TheFrameMakesRoomForASheet)
 {
     const int bar = platform::content_of(*window).top();
-    window->widget->setContentsMargins(0, bar + 50, 0, 0);
-    EXPECT_EQ(view().geometry(), QRect(0, bar + 50, 400, 250));
-    window->widget->setContentsMargins(0, bar, 0, 0);
     EXPECT_EQ(view().geometry(), QRect(0, bar, 400, 300));
+    WindowRef sheet = make_wait_sheet();
+    ASSERT_EQ(ShowSheetWindow(sheet, window), noErr);
+    EXPECT_EQ(view().geometry().top(), sheet->widget->geometry().bottom() + 1);
+    EXPECT_EQ(view().geometry().bottom(), window->widget->height() - 1);
+    ASSERT_EQ(HideSheetWindow(sheet), noErr);
+    EXPECT_EQ(view().geometry(), QRect(0, bar, 400, 300));
+    DisposeWindow(sheet);
 }
 
 TEST_F(TextEngine, AClickGoesToItsPlaceInTheText)
