@@ -4,9 +4,13 @@
 #include "app/startup.h"
 #include "console/console_io.h"
 #include "console/console_text.h"
+#include "dialogs/about_window.h"
+#include "dialogs/dialog_machinery.h"
+#include "engine/tool_runner.h"
 #include "platform/core/signals.h"
 #include "platform/events.h"
 #include "platform/processes.h"
+#include "platform/qt/application.h"
 #include "platform/qt/state.h"
 #include "platform/qt/text_view.h"
 
@@ -20,6 +24,7 @@
 #include <cstdlib>
 #include <sstream>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <utility>
 
 desktop_test::desktop_test()
@@ -31,10 +36,20 @@ desktop_test::desktop_test()
     userCancel = 0;
     interrupted = 0;
     failed_conversions = 0;
+    inBackground = 0;
+    doDebug = 0;
+    currcurs = 1;          // the arrow
+    lastTabControl = 1001; // the first one
     platform::catch_signals();
     platform::prepare_for_tools();
     initial();
-    install_handlers();
+    // A second time, each event would be told twice.
+    static const bool installed = [] {
+        install_handlers();
+        return true;
+    }();
+    EXPECT_TRUE(installed);
+    install_signal_handler();
     ClearTextWindow(); // of what a first start says
 }
 
@@ -54,10 +69,19 @@ desktop_test::~desktop_test()
     end_children();
     platform::on_processes_gone(nullptr);
     platform::on_interrupt(nullptr);
+    platform::on_quit(nullptr);
+    DisposeWindow(aboutWindow);
+    aboutWindow = nullptr;
+    // The wait sheet is made once: it may not go with the console that it was attached to.
+    HideSheetWindow(waitWindow);
+    if (waitWindow != nullptr)
+        waitWindow->widget->setParent(nullptr);
     TXNDeleteObject(text);
     text = nullptr;
     DisposeWindow(theConsole);
     theConsole = nullptr;
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(chdir("/"), 0); // the folder goes
 }
 
 void desktop_test::wait_for_focus()
