@@ -38,8 +38,10 @@ desktop_test::desktop_test()
     failed_conversions = 0;
     inBackground = 0;
     doDebug = 0;
-    currcurs = 1;          // the arrow
-    lastTabControl = 1001; // the first one
+    static const int first_cursor = currcurs; // as the program has them at its start
+    static const std::int32_t first_pane = lastTabControl;
+    currcurs = first_cursor;
+    lastTabControl = first_pane;
     platform::catch_signals();
     platform::prepare_for_tools();
     initial();
