@@ -171,7 +171,8 @@ void switch_debug()
 {
     doDebug = doDebug ? 0 : 1;
     CheckMenuItem(optionsMenu, debug_item, doDebug);
-    set_str_resource("DEBUG1", doDebug ? "1" : "0");
+    if (set_str_resource("DEBUG1", doDebug ? "1" : "0") == 0)
+        tell_settings_are_not_stored();
 }
 
 // The viewer is opened in every case, if only with what an earlier preview has left.

@@ -15,6 +15,13 @@ constexpr const char *sizes[] = {"9", "10", "12", "14"}; // of the size menu's i
 // What the menu takes a missing size for. The text gets 12 then: only the mark is at 10.
 constexpr int size_when_missing = 10;
 
+// What cannot be stored holds for nothing: the text's font and size are those of the settings.
+void store(const char *key, const char *value)
+{
+    if (set_str_resource(key, value) == 0)
+        tell_settings_are_not_stored();
+}
+
 void uncheck_all(MenuRef menu)
 {
     for (std::uint16_t item = 1; item <= CountMenuItems(menu); ++item)
@@ -55,7 +62,7 @@ void DoConsoleFont(std::uint16_t item)
         return; // stored, it would mean that no font is set
     uncheck_all(ConsoleFontMenu);
     CheckMenuItem(ConsoleFontMenu, item, 1);
-    set_str_resource("FONTNAME", p2cstr(name));
+    store("FONTNAME", p2cstr(name));
 }
 
 void CheckFontMenu()
@@ -81,7 +88,7 @@ void DoConsoleFontSize(std::uint16_t item)
         return;
     uncheck_all(ConsoleFontSizeMenu);
     CheckMenuItem(ConsoleFontSizeMenu, item, 1);
-    set_str_resource("FONTSIZE", sizes[item - 1]);
+    store("FONTSIZE", sizes[item - 1]);
 }
 
 void CheckConsoleFontSize()

@@ -162,6 +162,7 @@ TEST_F(DragDrop, TheHighlightLiesTwoPixelsWithinThePlaceToDrop)
     EXPECT_EQ(watched.highlight_port, port);
     EXPECT_EQ(watched.highlight_inside, 1);
     EXPECT_TRUE(port->clip == old_clip);
+    EXPECT_EQ(watched.regions, 0);
 }
 
 TEST_F(DragDrop, LeavingHidesTheHighlight)

@@ -5,6 +5,7 @@
 #include "console/console_text.h"
 #include "dialogs/changes_window.h"
 #include "dialogs/dialog_machinery.h"
+#include "platform/events.h"
 #include "platform/memory.h"
 #include "platform/qt/state.h"
 #include "platform/strings.h"
@@ -20,6 +21,8 @@
 #include <QTextBrowser>
 #include <QWindow>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -236,6 +239,41 @@ TEST_F(QtAbout, WhileTheChangesAreShownMenusAndDropsWait)
                     Qt::ControlModifier | Qt::ShiftModifier);
     EXPECT_EQ(doDebug, 1);
     doDebug = 0;
+}
+
+TEST_F(QtAbout, TheArrowIsThereAgainAfterTheChanges)
+{
+    watch_the_wait([] {
+        if (change_log() == nullptr || !change_log()->isVisible())
+            return false;
+        EditCursor();
+        EXPECT_NE(QApplication::overrideCursor(), nullptr);
+        QTest::keyClick(theConsole->widget->windowHandle(), Qt::Key_Return);
+        return true;
+    });
+    Changes();
+    EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+}
+
+TEST_F(QtAbout, WithoutAWindowInFrontThereAreNoChangesToSee)
+{
+    theConsole->widget->hide();
+    ASSERT_TRUE(QTest::qWaitFor([] { return FrontWindow() == nullptr; }));
+    const qsizetype before = QApplication::topLevelWidgets().size();
+    EventLoopTimerRef timer = nullptr;
+    InstallEventLoopTimer(
+        GetCurrentEventLoop(), 0.0, 1.0,
+        [](EventLoopTimerRef, void *) {
+            std::fputs("It waits for an answer that nobody can give.\n", stderr);
+            std::_Exit(EXIT_FAILURE);
+        },
+        nullptr, &timer);
+    Changes();
+    RemoveEventLoopTimer(timer);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(QApplication::topLevelWidgets().size(), before);
+    theConsole->widget->show();
+    QCoreApplication::processEvents();
 }
 
 TEST_F(QtAbout, TheMouseDismissesTheChanges)

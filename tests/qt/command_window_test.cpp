@@ -4,17 +4,25 @@
 #include "app/commands.h"
 #include "app/globals.h"
 #include "dialogs/dialog_machinery.h"
+#include "dialogs/dialog_results.h"
+#include "engine/tool_runner.h"
+#include "platform/qt/state.h"
 #include "platform/strings.h"
 #include "settings/prefs_store.h"
 #include "tests/qt/chooser_user.h"
 #include "tests/qt/desktop_test.h"
 #include "tests/qt/traced_settings.h"
+#include "tests/support/without_rights.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QLabel>
 #include <QLineEdit>
 #include <QTest>
 #include <QWindow>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -118,6 +126,65 @@ TEST_F(QtCommandWindow, OkTakesTheCommandAndItsFolderAndKeepsBoth)
     EXPECT_EQ(settings_stored, (strings{"GSDIR=" + folder.path(), "GSCOMMAND=ls -l"}));
 }
 
+TEST_F(QtCommandWindow, WhatIsConfirmedIsTakenTogetherWithTheFolder)
+{
+    look(
+        [this](QWidget &window) {
+            command(window).setText("ls -l");
+            EXPECT_EQ(SaveResults(platform::window_of(&window)), 1);
+            EXPECT_STREQ(command_line, "ls -l");
+            EXPECT_EQ(curr_dir, folder.path());
+        },
+        nullptr, folder.path().c_str());
+}
+
+TEST_F(QtCommandWindow, TheCursorIsTheTextsOverTheCommand)
+{
+    look([](QWidget &window) {
+        for (const auto &[id, cursor] : {std::pair(4, 5), std::pair(5, 1), std::pair(4, 5)}) {
+            const QWidget &part = *control_in(window, id);
+            QTest::mouseMove(window.windowHandle(), part.mapTo(&window, part.rect().center()));
+            QCoreApplication::processEvents();
+            EXPECT_EQ(currcurs, cursor) << id;
+        }
+        QCursor::setPos(window.mapToGlobal(QPoint(-50, -50)));
+        QEvent leave(QEvent::Leave); // from the field, without a move over anything else
+        QApplication::sendEvent(&window, &leave);
+        EXPECT_EQ(currcurs, 1);
+    });
+}
+
+TEST_F(QtCommandWindow, AFolderThatGoesWhileTheWindowIsOpenIsTold)
+{
+    const std::string gone = folder.make_folder("gone");
+    set_str_resource("GSDIR", gone.c_str());
+    user.in_window(title, [&gone](QWidget &window) {
+        EXPECT_EQ(folder_shown(window), gone);
+        QTest::keyClicks(&command(window), "pwd > where");
+        EXPECT_EQ(rmdir(gone.c_str()), 0);
+        click(window, 1);
+    });
+    do_menus(133, 16);
+    EXPECT_NE(shown().find(gone), std::string::npos);
+    EXPECT_NE(last_ending, ended_well);
+    EXPECT_NE(shown().find("No such file or directory"), std::string::npos) << shown();
+    EXPECT_FALSE(file_exists(gone));
+    EXPECT_EQ(inRun, 0);
+}
+
+TEST_F(QtCommandWindow, MoreThanACommandHoldsIsNotTaken)
+{
+    user.in_window(title, [](QWidget &window) {
+        QApplication::clipboard()->setText(QString(1022, 'x') + "é" + QString(100, 'x'));
+        QTest::keyClick(window.windowHandle(), Qt::Key_V, Qt::ControlModifier);
+        EXPECT_EQ(command(window).text(), QString(1022, 'x'));
+        QTest::keyClicks(&command(window), "yz");
+        click(window, 1);
+    });
+    EXPECT_EQ(GetCommandLine(nullptr, nullptr), 1);
+    EXPECT_EQ(command_line, std::string(1022, 'x') + "y");
+}
+
 TEST_F(QtCommandWindow, WithoutACommandItStaysAndTheFieldGetsTheKeyboard)
 {
     user.in_window(title, [](QWidget &window) {
@@ -191,6 +258,33 @@ TEST_F(QtCommandWindow, TheMenuRunsWhatIsConfirmedInItsFolder)
     const std::string before = shown();
     do_menus(133, 16);
     EXPECT_EQ(shown(), before);
+}
+
+TEST_F(QtCommandWindow, SettingsThatMayNotBeWrittenKeepNothingFromRunning)
+{
+    set_str_resource("GSCOMMAND", "before");
+    ASSERT_EQ(chmod(prefsPath, 0500), 0);
+    const std::string other = folder.make_folder("other");
+    {
+        const without_rights nobody;
+        user.in_window(title, [&](QWidget &window) {
+            user.in_chooser([&](QFileDialog &chooser) {
+                type_name(chooser, other);
+                press_accept(chooser);
+            });
+            click(window, 3);
+            EXPECT_EQ(folder_shown(window), other); // it holds for this time
+            EXPECT_EQ(shown(), settings_complaint());
+            command(window).setText("true");
+            click(window, 1);
+        });
+        EXPECT_EQ(GetCommandLine(nullptr, nullptr), 1);
+    }
+    ASSERT_EQ(chmod(prefsPath, 0700), 0);
+    EXPECT_STREQ(command_line, "true");
+    EXPECT_EQ(curr_dir, other);
+    EXPECT_EQ(shown(), settings_complaint() + settings_complaint());
+    EXPECT_EQ(string_setting("GSCOMMAND", ""), "before");
 }
 
 TEST_F(QtCommandWindow, SettingsThatCannotBeStoredAreToldInOneLine)

@@ -180,6 +180,12 @@ WindowRef make_test_window()
     return make_nib_window("test", "window");
 }
 
+std::string settings_complaint()
+{
+    return "The settings can't be stored in \"" + std::string(prefsPath) +
+           "/PapermillPrefsDF\". Make the file and its folder writable.\n";
+}
+
 WindowRef make_wait_sheet()
 {
     return make_nib_window("ps2pdf", "wait");

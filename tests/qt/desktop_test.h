@@ -48,6 +48,9 @@ private:
 // field with the ID 3.
 WindowRef make_test_window();
 
+// What is told when no setting can be stored.
+std::string settings_complaint();
+
 // The wait sheet's window, which stands in no other one yet.
 WindowRef make_wait_sheet();
 

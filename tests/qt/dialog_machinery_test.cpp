@@ -2,8 +2,10 @@
 
 #include "app/cursors.h"
 #include "app/globals.h"
+#include "console/console_text.h"
 #include "dialogs/dialog_controls.h"
 #include "dialogs/wait_progress.h"
+#include "platform/controls.h"
 #include "platform/core/carbon_events.h"
 #include "platform/qt/state.h"
 #include "tests/qt/desktop_test.h"
@@ -135,6 +137,37 @@ TEST_F(DialogMachinery, OtherControlsAndEventsAreLeftToOthers)
     DisposeWindow(window);
 }
 
+TEST_F(DialogMachinery, AControlWithAnotherSignatureIsNoneOfItsOwn)
+{
+    WindowRef window = make_dialog(wait_sheet_constant);
+    QWidget *button = control_of(window, ok_control);
+    OpaqueEvent hit = {kEventClassControl, kEventControlHit, {}};
+    SetEventParameter(&hit, kEventParamDirectObject, sizeof(void *), &button);
+    inScript = 1;
+    button->setProperty("controlSignature", "XXXX");
+    EXPECT_EQ(dialogEventHandler(nullptr, &hit, window), eventNotHandledErr);
+    EXPECT_EQ(inScript, 1);
+    button->setProperty("controlSignature", "KVRB");
+    EXPECT_EQ(dialogEventHandler(nullptr, &hit, window), noErr);
+    EXPECT_EQ(inScript, 0);
+    DisposeWindow(window);
+}
+
+TEST_F(DialogMachinery, AMoveOfThePointerLeavesThePortAsItWas)
+{
+    WindowRef window = make_dialog(preferences_constant);
+    SetPortWindowPort(theConsole);
+    OpaqueEvent move = {kEventClassMouse, kEventMouseMoved, {}};
+    const Point place = {10, 10};
+    SetEventParameter(&move, kEventParamMouseLocation, sizeof place, &place);
+    EXPECT_EQ(dialogEventHandler(nullptr, &move, window), noErr);
+    GrafPtr port = nullptr;
+    GetPort(&port);
+    EXPECT_EQ(port, GetWindowPort(theConsole));
+    SetPort(nullptr);
+    DisposeWindow(window);
+}
+
 // ---- cursors ----
 
 TEST_F(DialogMachinery, TheCursorIsSetOnlyWhenItIsAnother)
@@ -218,6 +251,14 @@ TEST_F(DialogMachinery, AControlThatIsNotThereHasNoText)
     EXPECT_NE(dialog_control(window, field_id), nullptr);
     control_of(window, field_id)->setProperty("controlSignature", "XXXX");
     EXPECT_EQ(dialog_control(window, field_id), nullptr);
+    DisposeWindow(window);
+}
+
+TEST_F(DialogMachinery, WhatTakesNoKeysDoesNotGetTheKeyboard)
+{
+    WindowRef window = make_wait_sheet();
+    EXPECT_EQ(SetKeyboardFocus(window, dialog_control(window, wait_input), 1), errCouldntSetFocus);
+    EXPECT_EQ(SetKeyboardFocus(window, dialog_control(window, wait_button), 1), noErr);
     DisposeWindow(window);
 }
 

@@ -51,7 +51,7 @@ public:
 
     bool move(QPoint place)
     {
-        QDragMoveEvent event(place, actions, &offered, Qt::LeftButton, Qt::NoModifier);
+        QDragMoveEvent event(place, actions, &offered, Qt::LeftButton, modifiers);
         QCoreApplication::sendEvent(window, &event);
         return accepted(event);
     }
@@ -70,6 +70,7 @@ public:
     }
 
     Qt::DropActions actions = Qt::CopyAction | Qt::MoveAction | Qt::LinkAction;
+    Qt::KeyboardModifiers modifiers = Qt::NoModifier; // with a move
 
 private:
     static bool accepted(const QDropEvent &event)
@@ -171,6 +172,49 @@ TEST_F(QtDrag, AFileHighlightsTheWindowWhereItMayBeDropped)
     EXPECT_EQ(highlight(), QRect());
     EXPECT_EQ(inmyDrag, 0);
     wait_in_vain();
+}
+
+TEST_F(QtDrag, AnotherWindowIsAskedAnew)
+{
+    const unsigned char title[] = {1, 'w'};
+    const Rect bounds = {100, 100, 300, 400};
+    WindowRef window = NewCWindow(nullptr, &bounds, title, 1, documentProc, nullptr, 1, 0);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window->widget));
+    foreign_drag first(foreign_drag::uri(input));
+    ASSERT_TRUE(first.enter(middle));
+    // It has not been told to have left, and holds something else by now.
+    foreign_drag second(foreign_drag::uri(input) + foreign_drag::uri(input), window);
+    EXPECT_FALSE(second.enter(QPoint(50, 60)));
+    EXPECT_EQ(highlight(), QRect());
+    EXPECT_EQ(acceptDrag, 0);
+    second.leave();
+    EXPECT_EQ(inmyDrag, 0);
+    DisposeWindow(window);
+}
+
+TEST_F(QtDrag, TheModifierKeysAreTold)
+{
+    static std::int16_t told;
+    const DragTrackingHandlerUPP ask = NewDragTrackingHandlerUPP(
+        [](DragTrackingMessage /*message*/, WindowRef, void *, DragRef drag) -> OSErr {
+            std::int16_t down = -1;
+            std::int16_t up = 0;
+            return GetDragModifiers(drag, &told, &down, &up);
+        });
+    EXPECT_EQ(InstallTrackingHandler(ask, nullptr, nullptr), noErr);
+    foreign_drag drag(foreign_drag::uri(input));
+    for (const auto &[keys, classic] :
+         {std::pair(Qt::KeyboardModifiers(Qt::MetaModifier), 0x0100),
+          std::pair(Qt::KeyboardModifiers(Qt::ShiftModifier), 0x0200),
+          std::pair(Qt::KeyboardModifiers(Qt::AltModifier), 0x0800),
+          std::pair(Qt::KeyboardModifiers(Qt::ControlModifier), 0x1000),
+          std::pair(Qt::ShiftModifier | Qt::ControlModifier, 0x1200),
+          std::pair(Qt::KeyboardModifiers(), 0)}) {
+        drag.modifiers = keys;
+        EXPECT_TRUE(drag.move(middle)); // they change nothing
+        EXPECT_EQ(told, classic);
+    }
+    drag.leave();
 }
 
 TEST_F(QtDrag, ADragMayComeInThroughTheStrip)

@@ -9,7 +9,9 @@
 #include "app/menus.h"
 #include "console/console_io.h"
 #include "console/console_text.h"
+#include "console/console_window.h"
 #include "engine/tool_runner.h"
+#include "platform/core/menu_model.h"
 #include "platform/qt/application.h"
 #include "platform/qt/state.h"
 #include "platform/qt/text_view.h"
@@ -20,6 +22,7 @@
 #include "tests/support/fake_script.h"
 #include "tests/support/run_program.h"
 #include "tests/support/terminal_user.h"
+#include "tests/support/without_rights.h"
 
 #include <QAccessible>
 #include <QActionGroup>
@@ -37,6 +40,7 @@
 #include <cstdio>
 #include <map>
 #include <set>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -457,6 +461,48 @@ TEST_F(QtMenus, TheDebugSwitchShowsItsMark)
     doDebug = 0;
 }
 
+TEST_F(QtMenus, TheConsoleIsNotSavedWhenTheChooserIsCancelled)
+{
+    text_printf("what it shows\n");
+    const strings before = folder.names();
+    user.cancels();
+    do_menus(file_menu_id, 18);
+    EXPECT_EQ(shown(), "what it shows\n");
+    EXPECT_EQ(folder.names(), before);
+}
+
+TEST_F(QtMenus, NoTitleStaysHighlightedWhileACommandWorks)
+{
+    for (const std::uint16_t number : std::initializer_list<std::uint16_t>{1, 3}) {
+        EXPECT_EQ(bar().activeAction(), nullptr);
+        bar().setActiveAction(menu(128).menuAction());
+        ASSERT_NE(bar().activeAction(), nullptr);
+        if (number == 3) {
+            user.in_window("Preferences", [](QWidget &window) {
+                EXPECT_EQ(bar().activeAction(), nullptr);
+                window.close();
+            });
+            platform::send_menu_command(appleMenu, number);
+        } else {
+            do_menus(0, 0);
+        }
+        EXPECT_EQ(bar().activeAction(), nullptr) << number;
+    }
+}
+
+TEST_F(QtMenus, ThePreferencesAreOpenedOnceAlsoDuringARun)
+{
+    for (const bool run : {false, true}) {
+        theConsole->widget->activateWindow(); // as a window manager does when a dialog is closed
+        wait_for_focus();
+        inRun = run ? 1 : 0;
+        user.in_window("Preferences", [](QWidget &window) { window.close(); });
+        press(Qt::Key_Comma, Qt::ControlModifier);
+    }
+    inRun = 0;
+    EXPECT_EQ(shown(), "");
+}
+
 TEST_F(QtMenus, QuitAsksTheProgramToEnd)
 {
     static int asked;
@@ -490,6 +536,18 @@ TEST_F(QtMenus, TheFontsAreThoseOfTheDesktop)
     EXPECT_EQ(all, sorted);
 }
 
+TEST_F(QtMenus, AFontsNameMayHaveAnAmpersand)
+{
+    menu_item added;
+    added.text = "A & B";
+    platform::append_item(ConsoleFontMenu, added);
+    QAction &shown_item = *menu(164).actions().last();
+    EXPECT_EQ(shown_item.text(), "A && B");
+    shown_item.trigger();
+    EXPECT_EQ(setting("FONTNAME"), "A & B");
+    EXPECT_TRUE(shown_item.isChecked());
+}
+
 TEST_F(QtMenus, AFontHoldsAtOnce)
 {
     const auto fonts = menu(164).actions();
@@ -508,6 +566,30 @@ TEST_F(QtMenus, AFontHoldsAtOnce)
     SetUpMenus();
     EXPECT_TRUE(menu(164).findChild<QActionGroup *>()->checkedAction() != nullptr);
     EXPECT_EQ(menu(164).findChild<QActionGroup *>()->checkedAction()->text(), "DejaVu Sans Mono");
+}
+
+TEST_F(QtMenus, AFontThatIsGoneIsReplacedAndHasNoMark)
+{
+    set_str_resource("FONTNAME", "A font that nobody has");
+    SetUpMenus();
+    SetFontAndSize();
+    for (const QAction *each : menu(164).actions())
+        EXPECT_FALSE(each->isChecked()) << each->text().toStdString();
+    EXPECT_TRUE(QFontInfo(view().text_font()).fixedPitch());
+    EXPECT_EQ(setting("FONTNAME"), "A font that nobody has"); // it may come back
+}
+
+TEST_F(QtMenus, WhatIsChosenAndMayNotBeStoredIsTold)
+{
+    ASSERT_EQ(chmod(prefsPath, 0500), 0);
+    for (QAction *each : {menu(164).actions().first(), &item(165, 4), &item(132, 1)}) {
+        const without_rights nobody;
+        ClearTextWindow();
+        each->trigger();
+        EXPECT_EQ(shown(), settings_complaint()) << each->text().toStdString();
+    }
+    EXPECT_EQ(doDebug, 1); // it holds for this time
+    ASSERT_EQ(chmod(prefsPath, 0700), 0);
 }
 
 TEST_F(QtMenus, ASizeHoldsAtOnce)
@@ -652,6 +734,7 @@ TEST_F(QtMenus, LettersAndShortcutsAreEachThereOnce)
         const bool is_size = menu(165).actions().contains(const_cast<QAction *>(each));
         const bool is_about = each == menu(128).actions().first();
         EXPECT_EQ(keys.isEmpty(), is_size || is_about) << each->text().toStdString();
+        EXPECT_FALSE(each->autoRepeat()); // a key that is held down opens no second chooser
         if (keys.isEmpty())
             continue;
         EXPECT_TRUE(shortcuts.insert(keys.toString()).second) << keys.toString().toStdString();

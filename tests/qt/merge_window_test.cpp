@@ -13,6 +13,7 @@
 #include "tests/qt/traced_settings.h"
 #include "tests/support/hostile_names.h"
 #include "tests/support/terminal_user.h"
+#include "tests/support/without_rights.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -27,6 +28,7 @@
 
 #include <cstdio>
 #include <set>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -230,6 +232,36 @@ TEST_F(QtMergeWindow, AChosenFolderIsStoredAtOnceUnderItsOtherName)
               0);
     EXPECT_EQ(settings_stored, strings{"TEXDIR=" + other});
     EXPECT_EQ(in, folder.path());
+}
+
+TEST_F(QtMergeWindow, AChosenFolderComesBackAfterOk)
+{
+    const std::string other = folder.make_folder("other");
+    EXPECT_EQ(open([&](QWidget &window) {
+                  user.in_chooser([&](QFileDialog &chooser) {
+                      type_name(chooser, other);
+                      press_accept(chooser);
+                  });
+                  click(window, 3);
+                  type(names(window), "a.pdf");
+                  type(output(window), "b.pdf");
+                  click(window, 1);
+              }),
+              1);
+    EXPECT_EQ(in, other);
+}
+
+TEST_F(QtMergeWindow, TheCursorIsTheTextsOverBothFields)
+{
+    look([](QWidget &window) {
+        for (const auto &[id, cursor] :
+             {std::pair(4, 5), std::pair(1, 1), std::pair(6, 5), std::pair(5, 1)}) {
+            const QWidget &part = *control_in(window, id);
+            QTest::mouseMove(window.windowHandle(), part.mapTo(&window, part.rect().center()));
+            QCoreApplication::processEvents();
+            EXPECT_EQ(currcurs, cursor) << id;
+        }
+    });
 }
 
 TEST_F(QtMergeWindow, FieldsTake1023Bytes)
@@ -711,6 +743,44 @@ TEST_F(QtMerge, NamesThatAreNotUtf8AreMergedAndRemembered)
     EXPECT_EQ(string_setting("PDFMERGE_INFILES", ""), "'one\xE4.pdf' two.pdf");
     EXPECT_EQ(unlink((folder / "both.pdf").c_str()), 0);
     merge("one\\xe4.pdf");
+}
+
+TEST_F(QtMerge, AFolderThatGoesWhileTheWindowIsOpenIsTold)
+{
+    const std::string gone = folder.make_folder("gone");
+    set_str_resource("PDFMERGE_DIR", gone.c_str());
+    user.in_window(title, [&gone](QWidget &window) {
+        EXPECT_EQ(folder_shown(window), gone);
+        type(names(window), "one.pdf two.pdf");
+        type(output(window), "both.pdf");
+        EXPECT_EQ(rmdir(gone.c_str()), 0);
+        click(window, 1);
+    });
+    do_pdfmerge();
+    EXPECT_NE(shown().find("Can't change to the folder " + gone + ": No such file or directory.\n"),
+              std::string::npos)
+        << shown();
+    EXPECT_NE(last_ending, ended_well);
+    EXPECT_FALSE(file_exists(folder / "both.pdf"));
+    EXPECT_EQ(inRun, 0);
+}
+
+TEST_F(QtMerge, SettingsThatMayNotBeWrittenKeepNothingFromBeingMerged)
+{
+    ASSERT_EQ(chmod(prefsPath, 0500), 0);
+    user.in_window(title, [](QWidget &window) {
+        type(names(window), "one.pdf two.pdf");
+        type(output(window), "both.pdf");
+        click(window, 1);
+    });
+    {
+        const without_rights nobody;
+        do_pdfmerge();
+    }
+    ASSERT_EQ(chmod(prefsPath, 0700), 0);
+    EXPECT_EQ(shown().find(settings_complaint()), 0U) << shown();
+    EXPECT_EQ(shown().rfind(settings_complaint()), 0U) << shown();
+    EXPECT_EQ(pdf_page_count(folder / "both.pdf"), 2);
 }
 
 TEST_F(QtMerge, CancelPrintsAndStoresNothing)

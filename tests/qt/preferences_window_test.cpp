@@ -2,10 +2,12 @@
 
 #include "app/globals.h"
 #include "dialogs/dialog_machinery.h"
+#include "platform/qt/state.h"
 #include "settings/prefs_store.h"
 #include "tests/qt/chooser_user.h"
 #include "tests/qt/desktop_test.h"
 #include "tests/qt/traced_settings.h"
+#include "tests/support/without_rights.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -18,6 +20,7 @@
 #include <QWindow>
 
 #include <filesystem>
+#include <sys/stat.h>
 
 namespace {
 
@@ -194,6 +197,45 @@ TEST_F(QtPreferences, OkStoresAllInItsOrderAsItWasTyped)
     EXPECT_EQ(shown(), "");
 }
 
+TEST_F(QtPreferences, EachBoxIsStoredUnderItsOwnName)
+{
+    const std::pair<int, const char *> boxes[] = {{4, "APPLE_PDF_STR"},
+                                                  {7, "PDFTOPS_STR"},
+                                                  {17, "TIFFCOMPRESS"},
+                                                  {13, "PICT_PREVIEW"},
+                                                  {14, "PICT_DELETE"}};
+    for (const auto &[chosen, chosen_key] : boxes) {
+        user.in_window(title, [&](QWidget &window) {
+            for (const auto &[id, key] : boxes)
+                box(window, id).setChecked(id == chosen);
+            click(window, 1);
+        });
+        EXPECT_EQ(GetPrefs(), 1);
+        for (const auto &[id, key] : boxes)
+            EXPECT_EQ(value(key), id == chosen ? "1" : "0") << chosen_key << " " << key;
+    }
+}
+
+TEST_F(QtPreferences, EmptyFieldsAreStoredAsTheyAre)
+{
+    for (const char *key :
+         {"PS2PDF_OPTION_STR", "PDF2PS_OPTION_STR", "TIFF_OPTION_STR", "PICT_RES"})
+        set_str_resource(key, "7");
+    user.in_window(title, [](QWidget &window) {
+        for (const int id : {6, 9, 11, 15})
+            field(window, id).clear();
+        click(window, 1);
+    });
+    EXPECT_EQ(GetPrefs(), 1);
+    for (const char *key :
+         {"PS2PDF_OPTION_STR", "PDF2PS_OPTION_STR", "TIFF_OPTION_STR", "PICT_RES"})
+        EXPECT_EQ(value(key), "not set") << key;
+    look([](QWidget &window) { // what they mean then is shown
+        EXPECT_EQ(field(window, 11).text(), "150");
+        EXPECT_EQ(field(window, 15).text(), "144");
+    });
+}
+
 TEST_F(QtPreferences, WhatIsNotThereCountsAsUncheckedAndOneIsLeftAsItIs)
 {
     set_str_resource("PDFTOPS_STR", "1");
@@ -273,12 +315,15 @@ TEST_F(QtPreferences, AFieldTakesFiveHundredBytesAndCutsNoCharacter)
         paste(window, 9, QString(499, 'x') + "é");
         turn_to(window, 3);
         paste(window, 11, QString(498, 'x') + "é");
+        turn_to(window, 4);
+        paste(window, 15, QString(501, '9'));
         click(window, 1);
     });
     EXPECT_EQ(GetPrefs(), 1);
     EXPECT_EQ(value("PS2PDF_OPTION_STR"), std::string(500, 'x'));
     EXPECT_EQ(value("PDF2PS_OPTION_STR"), std::string(499, 'x'));
     EXPECT_EQ(value("TIFF_OPTION_STR"), std::string(498, 'x') + "é");
+    EXPECT_EQ(value("PICT_RES"), std::string(500, '9'));
     lastTabControl = 1001;
 }
 
@@ -295,8 +340,22 @@ TEST_F(QtPreferences, SettingsThatCannotBeStoredAreToldInOneLine)
     std::filesystem::remove_all(prefsPath);
     presses_ok();
     EXPECT_EQ(GetPrefs(), 1);
-    EXPECT_EQ(shown(), "The settings can't be stored in \"" + std::string(prefsPath) +
-                           "/PapermillPrefsDF\". Make the file and its folder writable.\n");
+    EXPECT_EQ(shown(), settings_complaint());
+}
+
+TEST_F(QtPreferences, SettingsThatMayNotBeWrittenAreToldInOneLineAndStay)
+{
+    set_str_resource("PS2PDF_OPTION_STR", "-dBefore");
+    ASSERT_EQ(chmod(prefsPath, 0500), 0);
+    user.in_window(title, [](QWidget &window) {
+        paste(window, 6, "-dAfter");
+        const without_rights nobody;
+        click(window, 1);
+    });
+    EXPECT_EQ(GetPrefs(), 1);
+    ASSERT_EQ(chmod(prefsPath, 0700), 0);
+    EXPECT_EQ(shown(), settings_complaint());
+    EXPECT_EQ(value("PS2PDF_OPTION_STR"), "-dBefore");
 }
 
 // ---- tabs ----
@@ -321,6 +380,44 @@ TEST_F(QtPreferences, TheWindowOpensWithThePaneThatWasShownLast)
 }
 
 // ---- the cursor ----
+
+TEST_F(QtPreferences, OnlyTheFieldOfTheChosenTabCountsWhereverTheOthersLie)
+{
+    const std::vector<int> fields = {6, 9, 11, 15}; // of the tabs, from the first on
+    look([&](QWidget &window) {
+        WindowRef own = platform::window_of(&window);
+        const auto cursor_at = [own](QPoint place) {
+            ChangeEditCursor(
+                own, {static_cast<std::int16_t>(place.y()), static_cast<std::int16_t>(place.x())});
+            return currcurs;
+        };
+        for (std::size_t tab = 0; tab < fields.size(); ++tab) {
+            turn_to(window, static_cast<int>(tab) + 1);
+            for (std::size_t i = 0; i < fields.size(); ++i)
+                field(window, fields[i]).setGeometry(20, 20 + 40 * static_cast<int>(i), 100, 20);
+            for (const int id : fields) {
+                const QPoint corner = field(window, id).mapTo(&window, QPoint(0, 0));
+                const QRect place(corner, field(window, id).size());
+                EXPECT_EQ(cursor_at(place.center()), id == fields[tab] ? 5 : 1) << tab << id;
+                EXPECT_EQ(cursor_at({place.right() + 1, place.center().y()}), 1) << tab << id;
+                EXPECT_EQ(cursor_at({place.left() - 1, place.center().y()}), 1) << tab << id;
+            }
+        }
+    });
+}
+
+TEST_F(QtPreferences, TheArrowIsThereAgainWhenTheWindowIsClosed)
+{
+    user.in_window(title, [](QWidget &window) {
+        QWidget &text = field(window, 6);
+        QTest::mouseMove(window.windowHandle(), text.mapTo(&window, text.rect().center()));
+        QCoreApplication::processEvents();
+        EXPECT_NE(QApplication::overrideCursor(), nullptr);
+        QTest::keyClick(window.windowHandle(), Qt::Key_Return);
+    });
+    EXPECT_EQ(GetPrefs(), 1);
+    EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+}
 
 TEST_F(QtPreferences, TheCursorIsTheTextsOverTheFieldOfTheTabThatIsChosen)
 {

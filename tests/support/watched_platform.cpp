@@ -297,6 +297,22 @@ OSErr watched_HideDragHilite(DragRef drag)
     return real_HideDragHilite(drag);
 }
 
+RgnHandle real_NewRgn() REAL("_Z6NewRgnv");
+RgnHandle watched_NewRgn() WATCHED("_Z6NewRgnv");
+RgnHandle watched_NewRgn()
+{
+    ++watched.regions;
+    return real_NewRgn();
+}
+
+void real_DisposeRgn(RgnHandle region) REAL("_Z10DisposeRgnPP6Region");
+void watched_DisposeRgn(RgnHandle region) WATCHED("_Z10DisposeRgnPP6Region");
+void watched_DisposeRgn(RgnHandle region)
+{
+    --watched.regions;
+    real_DisposeRgn(region);
+}
+
 // ---- the steps of a start, some of which are the program's own ----
 
 #define WATCH_STEP(result, name, mangled, parameters, arguments, shown)                            \

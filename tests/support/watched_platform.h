@@ -38,6 +38,7 @@ struct watched_platform {
     Rect highlight = {}, highlight_clip = {};
     GrafPtr highlight_port = nullptr;
     Boolean highlight_inside = 0;
+    int regions = 0; // that were made and are not disposed of
 
     std::size_t count(const std::string &name) const;
     const platform_call *first(const std::string &name) const; // null when it was not called
