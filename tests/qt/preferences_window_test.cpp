@@ -291,6 +291,17 @@ TEST_F(QtPreferences, ReturnConfirmsFromAField)
     EXPECT_EQ(value("PS2PDF_OPTION_STR"), "typed");
 }
 
+TEST_F(QtPreferences, TheLetterOfABoxTurnsIt)
+{
+    look([](QWidget &window) {
+        turn_to(window, 3);
+        for (const bool checked : {true, false}) {
+            QTest::keyClick(window.windowHandle(), Qt::Key_M, Qt::AltModifier);
+            EXPECT_TRUE(QTest::qWaitFor([&] { return box(window, 17).isChecked() == checked; }));
+        }
+    });
+}
+
 TEST_F(QtPreferences, TheButtonsPutTheUsualOptionsIntoTheFields)
 {
     user.in_window(title, [](QWidget &window) {
