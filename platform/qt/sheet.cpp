@@ -20,6 +20,8 @@ public:
 
     void attach(QWidget *to)
     {
+        for (QWidget *each : sheet->findChildren<QWidget *>())
+            each->updateGeometry(); // the font may have changed while it was hidden
         window = to;
         window->installEventFilter(this);
         smallest_before = window->minimumSize();
@@ -119,6 +121,8 @@ void platform::detach_sheet(QFrame *sheet)
 {
     sheet->hide();
     keeper_of(sheet)->detach();
-    if (sheet->parentWidget() != nullptr)
-        sheet->parentWidget()->setFocus(); // its text, where it has one
+    if (QWidget *window = sheet->parentWidget()) {
+        window->setFocus();        // its text, where it has one
+        sheet->setParent(nullptr); // or it would go with the window
+    }
 }

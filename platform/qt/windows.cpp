@@ -313,6 +313,8 @@ void DisposeWindow(WindowRef window)
     if (window == nullptr)
         return;
     HideSheetWindow(window);
+    if (window->sheet != nullptr)
+        HideSheetWindow(platform::window_of(window->sheet));
     GrafPtr port = nullptr;
     GetPort(&port);
     if (port == &window->port)

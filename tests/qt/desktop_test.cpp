@@ -74,10 +74,6 @@ desktop_test::~desktop_test()
     platform::on_quit(nullptr);
     DisposeWindow(aboutWindow);
     aboutWindow = nullptr;
-    // The wait sheet is made once: it may not go with the console that it was attached to.
-    HideSheetWindow(waitWindow);
-    if (waitWindow != nullptr)
-        waitWindow->widget->setParent(nullptr);
     TXNDeleteObject(text);
     text = nullptr;
     DisposeWindow(theConsole);

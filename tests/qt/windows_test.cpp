@@ -127,6 +127,20 @@ TEST_F(QtWindows, APointGoesToTheScreenAndBack)
     SetPort(nullptr);
 }
 
+TEST_F(QtWindows, ASheetOutlivesTheWindowThatItIsOn)
+{
+    WindowRef window = make_test_window();
+    ShowWindow(window);
+    WindowRef sheet = make_wait_sheet();
+    ASSERT_EQ(ShowSheetWindow(sheet, window), noErr);
+    DisposeWindow(window);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_FALSE(IsWindowVisible(sheet));
+    ASSERT_EQ(ShowSheetWindow(sheet, theConsole), noErr);
+    EXPECT_TRUE(IsWindowVisible(sheet));
+    DisposeWindow(sheet);
+}
+
 TEST_F(QtWindows, ADisposedWindowsPortIsNoLongerTheCurrentOne)
 {
     WindowRef window = make_test_window();
