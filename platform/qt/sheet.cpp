@@ -20,8 +20,6 @@ public:
 
     void attach(QWidget *to)
     {
-        for (QWidget *each : sheet->findChildren<QWidget *>())
-            each->updateGeometry(); // the font may have changed while it was hidden
         window = to;
         window->installEventFilter(this);
         smallest_before = window->minimumSize();
