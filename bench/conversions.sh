@@ -13,16 +13,7 @@ cd "$work"
 export HOME="$work" XDG_CONFIG_HOME="$work/config"
 "$papermill" settings set DEBUG1 0
 
-cat > small.eps <<'EPS'
-%!PS-Adobe-3.0 EPSF-3.0
-%%BoundingBox: 10 20 210 120
-%%EndComments
-/Times-Roman findfont 18 scalefont setfont
-20 60 moveto (A small figure) show
-20 40 moveto 180 0 rlineto stroke
-showpage
-%%EOF
-EPS
+cp "$root/bench/small.eps" .
 # A real document of a hundred pages, and one of several hundred.
 text() {
     awk -v lines="$1" 'BEGIN { for (i = 0; i < lines; i++)

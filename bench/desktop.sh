@@ -23,19 +23,9 @@ if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
     export DISPLAY
 fi
 
-cat > figure.eps <<'EPS'
-%!PS-Adobe-3.0 EPSF-3.0
-%%BoundingBox: 10 20 210 120
-%%EndComments
-/Times-Roman findfont 18 scalefont setfont
-20 60 moveto (A small figure) show
-20 40 moveto 180 0 rlineto stroke
-showpage
-%%EOF
-EPS
 names=
 for i in $(seq -w 1 "$files"); do
-    cp figure.eps "figure-$i.eps"
+    cp "$root/bench/small.eps" "figure-$i.eps"
     names="$names figure-$i.eps"
 done
 last=figure-$i.pdf

@@ -21,16 +21,7 @@ finish() {
 trap finish EXIT
 cd "$work"
 export HOME="$work" XDG_CONFIG_HOME="$work/config" QT_QPA_PLATFORM=offscreen
-cat > small.eps <<'EPS'
-%!PS-Adobe-3.0 EPSF-3.0
-%%BoundingBox: 10 20 210 120
-%%EndComments
-/Times-Roman findfont 18 scalefont setfont
-20 60 moveto (A small figure) show
-20 40 moveto 180 0 rlineto stroke
-showpage
-%%EOF
-EPS
+cp "$root/bench/small.eps" .
 
 # Starts the program and waits until it answers.
 start() {
