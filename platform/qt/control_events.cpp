@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QPushButton>
+#include <QShortcutEvent>
 #include <QTabWidget>
 
 namespace {
@@ -70,13 +71,34 @@ private:
     }
 };
 
+// Turns a box at once when its letter is pressed. By itself it takes a moment, in which Return
+// would confirm what the user does not see any more.
+class letter_filter : public QObject {
+public:
+    using QObject::QObject;
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() != QEvent::Shortcut ||
+            static_cast<QShortcutEvent *>(event)->isAmbiguous())
+            return false;
+        auto *const box = static_cast<QAbstractButton *>(watched);
+        box->setFocus(Qt::ShortcutFocusReason);
+        box->click();
+        return true;
+    }
+};
+
 } // namespace
 
 void platform::watch_controls(WindowRef window)
 {
     QWidget *const face = window->widget;
-    for (QAbstractButton *button : face->findChildren<QAbstractButton *>())
+    for (QAbstractButton *button : face->findChildren<QAbstractButton *>()) {
         QObject::connect(button, &QAbstractButton::clicked, [button] { tell_hit(button); });
+        if (button->isCheckable())
+            button->installEventFilter(new letter_filter(button));
+    }
     if (QPushButton *closing = button_of_role(window, "close"))
         QObject::connect(closing, &QPushButton::clicked, face, &QWidget::close);
     for (QTabWidget *tabs : face->findChildren<QTabWidget *>())
