@@ -156,6 +156,9 @@ OSStatus RunAppModalLoopForWindow(WindowRef window)
         loop.turning.exec();
     loops.pop_back();
     pumping = outer_pumping;
+    // One that came together with the end of the loop has not been told.
+    if (platform::interrupt_signal() != 0)
+        late_look->start();
     return noErr;
 }
 

@@ -120,6 +120,30 @@ TEST_F(QtEvents, AnInterruptIsToldInTheLoop)
     EXPECT_EXIT(be_interrupted(), testing::ExitedWithCode(EXIT_SUCCESS), "");
 }
 
+// The wake that it makes fires the timers first, one of which may find that the run is over.
+TEST_F(QtEvents, AnInterruptThatComesWithTheEndOfALoopIsToldAfterIt)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto be_interrupted = [] {
+        count = 0;
+        platform::on_interrupt([] { ++count; });
+        InstallEventLoopTimer(
+            GetCurrentEventLoop(), 3600, 3600,
+            [](EventLoopTimerRef timer, void *) {
+                RemoveEventLoopTimer(timer);
+                QuitAppModalLoopForWindow(nullptr);
+            },
+            nullptr, nullptr);
+        if (platform::system(signal_after("0.05", "TERM").c_str()) != 0)
+            std::_Exit(EXIT_FAILURE);
+        RunAppModalLoopForWindow(nullptr);
+        const bool told_within = count > 0;
+        const bool told_after = QTest::qWaitFor([] { return count > 0; });
+        std::_Exit(!told_within && told_after ? EXIT_SUCCESS : EXIT_FAILURE);
+    };
+    EXPECT_EXIT(be_interrupted(), testing::ExitedWithCode(EXIT_SUCCESS), "");
+}
+
 TEST_F(QtEvents, ALoopThatIsEndedFromWithinAnotherEndsAfterIt)
 {
     static std::string order;
