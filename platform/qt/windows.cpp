@@ -137,7 +137,7 @@ private:
         if (window == nullptr)
             return eventNotHandledErr;
         OpaqueEvent event = {kEventClassWindow, kind, {}};
-        SetEventParameter(&event, kEventParamDirectObject, sizeof window, &window);
+        SetEventParameter(&event, kEventParamDirectObject, sizeof(void *), &window);
         return platform::send_event(&window->target, &event);
     }
 
@@ -423,7 +423,7 @@ void ShowWindow(WindowRef window)
     if (window == nullptr)
         return;
     OpaqueEvent question = {kEventClassWindow, kEventWindowGetMinimumSize, {}};
-    SetEventParameter(&question, kEventParamDirectObject, sizeof window, &window);
+    SetEventParameter(&question, kEventParamDirectObject, sizeof(void *), &window);
     Point smallest = {};
     if (!window->size_asked && platform::send_event(&window->target, &question) == noErr &&
         GetEventParameter(&question, kEventParamDimensions, sizeof smallest, &smallest) == noErr)
